@@ -1,0 +1,25 @@
+// The host's subcommands. Each Add function adds its group to the command line; what a command
+// returns is the program's exit status.
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <cstdint>
+
+namespace host {
+
+enum ExitStatus : int {
+  kDone = 0,
+  kFailedOrStopped = 1,
+  kUsageError = 2,
+};
+
+void AddInfoCommands(CLI::App& app);
+void AddJoinCommands(CLI::App& app);
+
+/// Ends the program's run with a status, from inside a command.
+[[noreturn]] void Exit(ExitStatus status);
+
+/// Says what a failed call returned; does nothing after success.
+void RequireSuccess(const char* what, std::int32_t result);
+
+}  // namespace host

@@ -1,0 +1,53 @@
+#include <cstdio>
+#include <memory>
+#include <string>
+
+#include "commands.h"
+#include "mpg/mpg.h"
+#include "progress_bar.h"
+
+namespace host {
+namespace {
+
+struct JoinArguments {
+  std::string video;
+  std::string audio;
+  std::string output;
+};
+
+void Join(const JoinArguments& arguments) {
+  MergeDecision decision;
+  RequireSuccess("join",
+                 MPG_MergeOP2(arguments.video.c_str(), arguments.audio.c_str(), &decision));
+  // Without a name for the output: the video's, with the extension that suits.
+  std::string output = arguments.output;
+  if (output.empty()) {
+    const std::size_t dot = arguments.video.find_last_of("./\\");
+    const bool hasExtension = dot != std::string::npos && arguments.video[dot] == '.';
+    output = arguments.video.substr(0, hasExtension ? dot : std::string::npos) + "-joined." +
+             decision.extension;
+  }
+  bool stopped = false;
+  {
+    ProgressBar bar("joining");
+    RequireSuccess("join", MPG_MergeAV(arguments.video.c_str(), arguments.audio.c_str(),
+                                       output.c_str(), ProgressBar::Callback, bar.Context()));
+    stopped = bar.WasStopped();
+  }
+  std::printf("%s %s\n", stopped ? "stopped; so far in" : "wrote", output.c_str());
+  if (stopped) Exit(kFailedOrStopped);
+}
+
+}  // namespace
+
+void AddJoinCommands(CLI::App& app) {
+  const auto arguments = std::make_shared<JoinArguments>();
+  CLI::App* const join = app.add_subcommand("join", "Join a video file with an audio file");
+  join->add_option("video", arguments->video)->required();
+  join->add_option("audio", arguments->audio)->required();
+  join->add_option("output", arguments->output,
+                   "File to write; without it, a name beside the video");
+  join->callback([arguments] { Join(*arguments); });
+}
+
+}  // namespace host

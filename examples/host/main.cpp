@@ -1,0 +1,38 @@
+// mpg-host: what a host does with the library, as a command-line program. It uses nothing but
+// mpg/mpg.h.
+#include <cstdio>
+
+#include "commands.h"
+#include "mpg/mpg.h"
+#include "progress_bar.h"
+
+namespace host {
+
+void Exit(ExitStatus status) { throw CLI::RuntimeError(status); }
+
+void RequireSuccess(const char* what, std::int32_t result) {
+  if (result == 0) return;
+  std::fprintf(stderr, "%s: %s (0x%08X)\n", what, MPG_GetErrorText(result),
+               static_cast<unsigned>(result));
+  Exit(kFailedOrStopped);
+}
+
+}  // namespace host
+
+int main(int argc, char** argv) {
+  CLI::App app("Joins, examines and converts media files with mpg.", "mpg-host");
+  app.require_subcommand(1);
+  app.footer("Exit status: 0 done, 1 failed or stopped with Ctrl-C, 2 wrong arguments.");
+  host::AddInfoCommands(app);
+  host::AddJoinCommands(app);
+
+  host::StopOnInterrupt();
+  try {
+    app.parse(argc, argv);
+    return host::kDone;
+  } catch (const CLI::RuntimeError& error) {
+    return error.get_exit_code();
+  } catch (const CLI::ParseError& error) {
+    return app.exit(error) == 0 ? host::kDone : host::kUsageError;
+  }
+}

@@ -1,0 +1,121 @@
+// The exported functions: each checks its arguments, runs one worker and turns the outcome into its
+// result.
+#include <cstddef>
+#include <span>
+
+#include "api/error_text.h"
+#include "api/guard.h"
+#include "core/progress.h"
+#include "media/stream_finder.h"
+#include "mpg/mpg.h"
+#include "platform/text.h"
+#include "probe/media_info.h"
+#include "probe/merge_decision.h"
+#include "probe/output_formats.h"
+#include "remux/av_join.h"
+
+using namespace mpg;
+
+void MPG_SetPercent100(uint32_t value) noexcept { SetPercent100(static_cast<int32_t>(value)); }
+
+const char* MPG_GetErrorText(int32_t code) noexcept { return ErrorText(code); }
+
+void MPG_TestParams(void) noexcept {}
+
+uint32_t MPG_IsThisGoodFile(const char* path) noexcept {
+  return ValueOf([&] { return path != nullptr && IsReadableMedia(path); });
+}
+
+uint8_t MPG_GetMediaInfo(const char* path, MediaInfo* info) noexcept {
+  if (path == nullptr || info == nullptr) return 0;
+  *info = {};
+  return ValueOf([&] { return ProbeMediaInfo(path, *info); });
+}
+
+int32_t MPG_GetAudioDuration(const char* path) noexcept {
+  if (path == nullptr) return 0;
+  return static_cast<int32_t>(ValueOf([&] { return ProbeAudioDuration(path); }));
+}
+
+int32_t MPG_MergeOP(const char* videoPath, const char* audioPath,
+                    MergeDecisionPrefix* decision) noexcept {
+  return ResultOf([&] {
+    RequireArguments(videoPath, audioPath, decision);
+    *decision = ProbeMerge(videoPath, audioPath, DecideMergeByOlderRules);
+  });
+}
+
+int32_t MPG_MergeOP2(const char* videoPath, const char* audioPath,
+                     MergeDecision* decision) noexcept {
+  return ResultOf([&] {
+    RequireArguments(videoPath, audioPath, decision);
+    *decision = ProbeMerge(videoPath, audioPath, DecideMerge);
+  });
+}
+
+void MPG_GetDefExtension(const char* path, char* buffer, int32_t size) noexcept {
+  if (buffer == nullptr || size <= 0) return;
+  const std::span<char> text(buffer, static_cast<std::size_t>(size));
+  platform::CopyText(text, {});
+  ResultOf([&] {
+    RequireArguments(path);
+    const Input input(path);
+    const MergeDecision decision = DecideMerge(ProbeCodecId(input, AVMEDIA_TYPE_AUDIO),
+                                               ProbeCodecId(input, AVMEDIA_TYPE_VIDEO));
+    platform::CopyWholeText(text, decision.extension);
+  });
+}
+
+const char* MPG_GetDefExt(OutputFormatId formatId) noexcept {
+  const OutputFormat* const format = FindOutputFormat(formatId);
+  return format == nullptr ? "mp4" : format->extension;
+}
+
+int32_t MPG_MergeAV(const char* videoPath, const char* audioPath, const char* outputPath,
+                    ProgressCallback callback, uint64_t context) noexcept {
+  return ResultOf([&] {
+    RequireArguments(videoPath, audioPath, outputPath);
+    JoinVideoAndAudio(videoPath, audioPath, outputPath, Progress(callback, context));
+  });
+}
+
+int32_t MPG_Merge(const char* const*, const char*, uint8_t, uint8_t, ProgressCallback,
+                  uint64_t) noexcept {
+  return AVERROR(ENOSYS);
+}
+
+int32_t FLV_FixDuration(const char*) noexcept { return AVERROR(ENOSYS); }
+
+int32_t MP3_Convert(const char*, const char*, int32_t, ProgressCallback, uint64_t) noexcept {
+  return AVERROR(ENOSYS);
+}
+
+int32_t MPG_Transcode(const HostString*, const HostString*, const TranscodeParams*,
+                      ProgressCallback, uint64_t) noexcept {
+  return AVERROR(ENOSYS);
+}
+
+int32_t MPG_SaveTrimmedVideo(const char*, const char*, uint32_t, uint32_t) noexcept {
+  return AVERROR(ENOSYS);
+}
+
+int32_t MPG_Crop(const char*, const char*) noexcept { return AVERROR(ENOSYS); }
+
+int32_t MPG_ShiftAudio(const char*, const char*, int32_t, ProgressCallback, uint64_t) noexcept {
+  return AVERROR(ENOSYS);
+}
+
+uint32_t MPG_GetImage(ImageFormat, const char*, const char*, int32_t, uint32_t) noexcept {
+  return 0;
+}
+
+uint8_t MPG_GetImageP(ImageFormat, const char*, const char*, int32_t, int32_t, uint32_t) noexcept {
+  return 0;
+}
+
+void* MPG_GetImageBMP(const char*, uint32_t, uint32_t* size, uint32_t) noexcept {
+  if (size != nullptr) *size = 0;
+  return nullptr;
+}
+
+uint8_t MPG_GetImageJPG(const char*, const char*, uint32_t, uint32_t) noexcept { return 0; }

@@ -1,0 +1,35 @@
+// How a failure travels inside the library: as an exception that carries the code the host gets.
+// Routine outcomes (end of input, a packet that may be skipped) stay plain values.
+#pragma once
+
+#include <cstdint>
+#include <exception>
+
+namespace mpg {
+
+/// A failed operation. The code is what the host receives: one of MPG_ERR_... or FFmpeg's AVERROR.
+class Error : public std::exception {
+ public:
+  explicit Error(std::int32_t code) noexcept : code_(code) {}
+  std::int32_t code() const noexcept { return code_; }
+  const char* what() const noexcept override { return "mpg operation failed"; }
+
+ private:
+  std::int32_t code_;
+};
+
+/// Passes on the result of an FFmpeg call; throws Error when it is negative.
+inline int Check(int result) {
+  if (result < 0) throw Error(result);
+  return result;
+}
+
+/// Passes on a freshly allocated object; throws Error(ENOMEM) when there is none.
+template <class T>
+T* CheckAllocated(T* object) {
+  constexpr std::int32_t kOutOfMemory = -12;  // AVERROR(ENOMEM)
+  if (object == nullptr) throw Error(kOutOfMemory);
+  return object;
+}
+
+}  // namespace mpg

@@ -1,0 +1,38 @@
+// Owners of FFmpeg objects. The function that frees an object is part of its owner's type, so a
+// frame can't be freed as a packet, and nothing outside this folder frees anything.
+#pragma once
+
+#include <memory>
+#include <type_traits>
+
+#include "core/error.h"
+#include "media/ffmpeg.h"
+
+namespace mpg {
+
+/// Calls Free with the object, or with the address of a pointer to it where Free clears that.
+template <auto Free>
+struct Deleter {
+  template <class T>
+  void operator()(T* object) const noexcept {
+    if constexpr (std::is_invocable_v<decltype(Free), T**>) {
+      Free(&object);
+    } else {
+      Free(object);
+    }
+  }
+};
+
+using PacketPtr = std::unique_ptr<AVPacket, Deleter<av_packet_free>>;
+using FramePtr = std::unique_ptr<AVFrame, Deleter<av_frame_free>>;
+using CodecPtr = std::unique_ptr<AVCodecContext, Deleter<avcodec_free_context>>;
+using InputFormatPtr = std::unique_ptr<AVFormatContext, Deleter<avformat_close_input>>;
+using OutputFormatPtr = std::unique_ptr<AVFormatContext, Deleter<avformat_free_context>>;
+
+/// An empty packet; throws Error(ENOMEM).
+inline PacketPtr MakePacket() { return PacketPtr(CheckAllocated(av_packet_alloc())); }
+
+/// An empty frame; throws Error(ENOMEM).
+inline FramePtr MakeFrame() { return FramePtr(CheckAllocated(av_frame_alloc())); }
+
+}  // namespace mpg

@@ -1,0 +1,36 @@
+#include "media/input.h"
+
+#include <utility>
+
+namespace mpg {
+
+OpenedFile::OpenedFile(const char* path) {
+  AVFormatContext* context = nullptr;
+  Check(avformat_open_input(&context, path, nullptr, nullptr));
+  format_.reset(context);
+}
+
+Input::Input(OpenedFile&& file) : format_(std::move(file.format_)) {
+  Check(avformat_find_stream_info(format_.get(), nullptr));
+}
+
+void Input::ReadOnly(const AVStream& stream) {
+  onlyStream_ = stream.index;
+  for (AVStream* other : Streams()) {
+    other->discard = other->index == onlyStream_ ? AVDISCARD_DEFAULT : AVDISCARD_ALL;
+  }
+}
+
+int Input::Read(AVPacket& packet) {
+  for (;;) {
+    av_packet_unref(&packet);
+    const int result = av_read_frame(format_.get(), &packet);
+    if (result == AVERROR(EAGAIN)) continue;
+    if (result == AVERROR(EIO)) return AVERROR_EOF;
+    if (result < 0) return result;
+    // Not every demuxer heeds `discard`, and some add streams while they read.
+    if (onlyStream_ == kAllStreams || packet.stream_index == onlyStream_) return 0;
+  }
+}
+
+}  // namespace mpg

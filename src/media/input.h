@@ -1,0 +1,58 @@
+// Files that are read.
+#pragma once
+
+#include <cstdint>
+#include <span>
+
+#include "media/handles.h"
+
+namespace mpg {
+
+/// A file whose container was recognised and whose header was read, but not yet its streams.
+class OpenedFile {
+ public:
+  /// Throws Error with FFmpeg's code when the file can't be opened or recognised.
+  explicit OpenedFile(const char* path);
+
+  /// What the header alone tells: microseconds, or AV_NOPTS_VALUE.
+  std::int64_t Duration() const { return format_->duration; }
+  /// Bits per second, or 0.
+  std::int64_t BitRate() const { return format_->bit_rate; }
+
+ private:
+  friend class Input;
+  InputFormatPtr format_;
+};
+
+/// A file whose streams are known. Closed with the object; streams and parameters it hands out
+/// live as long.
+class Input {
+ public:
+  /// Both throw Error with FFmpeg's code.
+  explicit Input(const char* path) : Input(OpenedFile(path)) {}
+  explicit Input(OpenedFile&& file);
+
+  AVFormatContext* Context() const { return format_.get(); }
+  std::span<AVStream* const> Streams() const { return {format_->streams, format_->nb_streams}; }
+
+  /// Microseconds, or AV_NOPTS_VALUE.
+  std::int64_t Duration() const { return format_->duration; }
+  /// Bits per second, or 0.
+  std::int64_t BitRate() const { return format_->bit_rate; }
+
+  /// From now on Read hands on packets of this stream alone; the demuxer skips the others' bytes
+  /// where it can.
+  void ReadOnly(const AVStream& stream);
+
+  /// Reads the next packet into an empty or used one. 0, or AVERROR_EOF at the end (of which FFmpeg
+  /// has two forms), or another negative code. After a failure the packet is empty.
+  [[nodiscard]] int Read(AVPacket& packet);
+
+ private:
+  static constexpr int kAllStreams = -1;
+
+  InputFormatPtr format_;
+  int onlyStream_ = kAllStreams;
+};
+
+}  // namespace mpg

@@ -1,0 +1,73 @@
+#include "media/stream_copy.h"
+
+#include <algorithm>
+#include <span>
+
+#include "media/stream_finder.h"
+#include "mpg/mpg.h"
+
+namespace mpg {
+namespace {
+
+AVStream* AddTwin(Output& output, const AVStream& source) {
+  const AVCodec* const encoder = avcodec_find_encoder(source.codecpar->codec_id);
+  if (encoder == nullptr) throw Error(AVERROR_UNKNOWN);
+  AVStream* const target = output.AddStream(encoder);
+  Check(avcodec_parameters_copy(target->codecpar, source.codecpar));
+  // Tags differ between containers; the muxer knows its own.
+  target->codecpar->codec_tag = 0;
+  return target;
+}
+
+// What belongs to the picture but isn't in the codec parameters: pixel shape, rotation, HDR.
+void CopyPresentation(const AVStream& source, AVStream& target) {
+  const AVRational shape = source.sample_aspect_ratio.num != 0
+                               ? source.sample_aspect_ratio
+                               : source.codecpar->sample_aspect_ratio;
+  target.sample_aspect_ratio = shape;
+  target.codecpar->sample_aspect_ratio = shape;
+  const std::span sideData(source.side_data, static_cast<std::size_t>(source.nb_side_data));
+  for (const AVPacketSideData& entry : sideData) {
+    std::uint8_t* const copy = CheckAllocated(
+        av_stream_new_side_data(&target, entry.type, entry.size));
+    std::copy_n(entry.data, entry.size, copy);
+  }
+}
+
+// A stream without sample rate is passed over for a later audio stream, as far as the count of
+// audio streams lets one be expected behind its index.
+AVStream* ChooseAudioStream(const Input& input) {
+  const int audioStreams = CountStreams(input.Context(), AVMEDIA_TYPE_AUDIO);
+  for (int index = -1;;) {
+    index = FindNextAudioStream(input.Context(), index);
+    if (index < 0) throw Error(MPG_ERR_AUDIO_STREAM_NOT_FOUND);
+    AVStream* const stream = input.Streams()[static_cast<std::size_t>(index)];
+    if (stream->codecpar->sample_rate != 0 || audioStreams <= index + 1) return stream;
+  }
+}
+
+}  // namespace
+
+CopiedStream AddCopiedVideoStream(Output& output, const Input& input) {
+  AVStream* const source = FindFirstStream(input.Context(), AVMEDIA_TYPE_VIDEO);
+  if (source == nullptr) throw Error(MPG_ERR_VIDEO_STREAM_NOT_FOUND);
+  AVStream* const target = AddTwin(output, *source);
+  CopyPresentation(*source, *target);
+  // AVI counts pictures, so its time base must be the time of one. Other muxers overrule it.
+  const AVRational rate = source->avg_frame_rate;
+  if (target->codecpar->codec_id == AV_CODEC_ID_VP9 && rate.num != 0 && rate.den != 0) {
+    target->time_base = av_inv_q(rate);
+  }
+  return {source, target};
+}
+
+CopiedStream AddCopiedAudioStream(Output& output, const Input& input) {
+  AVStream* const source = ChooseAudioStream(input);
+  AVStream* const target = AddTwin(output, *source);
+  target->duration = source->duration;
+  target->time_base = source->time_base;
+  target->sample_aspect_ratio = source->codecpar->sample_aspect_ratio;
+  return {source, target};
+}
+
+}  // namespace mpg

@@ -1,0 +1,57 @@
+#include "media/stream_finder.h"
+
+#include <algorithm>
+#include <span>
+
+#include "media/codec.h"
+
+namespace mpg {
+namespace {
+
+std::span<AVStream* const> StreamsOf(const AVFormatContext* context) {
+  if (context == nullptr) return {};
+  return {context->streams, context->nb_streams};
+}
+
+bool IsOfType(const AVStream* stream, AVMediaType type) {
+  return stream != nullptr && stream->codecpar != nullptr && stream->codecpar->codec_type == type;
+}
+
+bool IsUsableAudio(const AVStream* stream) {
+  return IsOfType(stream, AVMEDIA_TYPE_AUDIO) &&
+         (stream->codecpar->sample_rate != 0 || DecodedChannels(*stream->codecpar) != 0);
+}
+
+}  // namespace
+
+int FindNextAudioStream(const AVFormatContext* context, int after) {
+  for (const AVStream* stream : StreamsOf(context)) {
+    if (stream != nullptr && stream->index > after && IsUsableAudio(stream)) return stream->index;
+  }
+  return -1;
+}
+
+AVStream* FindFirstStream(const AVFormatContext* context, AVMediaType type) {
+  const auto streams = StreamsOf(context);
+  const auto found = std::ranges::find_if(
+      streams, [type](const AVStream* stream) { return IsOfType(stream, type); });
+  return found == streams.end() ? nullptr : *found;
+}
+
+int CountStreams(const AVFormatContext* context, AVMediaType type) {
+  return static_cast<int>(std::ranges::count_if(
+      StreamsOf(context), [type](const AVStream* stream) { return IsOfType(stream, type); }));
+}
+
+AVCodecID ProbeCodecId(const Input& input, AVMediaType type) {
+  const AVStream* const stream = FindFirstStream(input.Context(), type);
+  return stream == nullptr ? AV_CODEC_ID_NONE : stream->codecpar->codec_id;
+}
+
+AVCodecID ProbeCodecId(const char* path, AVMediaType type) try {
+  return ProbeCodecId(Input(path), type);
+} catch (const Error&) {
+  return AV_CODEC_ID_NONE;
+}
+
+}  // namespace mpg

@@ -1,0 +1,27 @@
+// Which stream of a file an operation works on.
+#pragma once
+
+#include "media/input.h"
+
+namespace mpg {
+
+/// Index of the first usable audio stream whose index is greater than `after`; -1 when there is
+/// none, or no context. Usable: it tells a sample rate, or its decoder opens and reports channels.
+int FindNextAudioStream(const AVFormatContext* context, int after);
+
+/// The first usable audio stream of all.
+inline int FindAudioStream(const AVFormatContext* context) {
+  return FindNextAudioStream(context, -1);
+}
+
+/// The first stream of a kind, usable or not, or null.
+AVStream* FindFirstStream(const AVFormatContext* context, AVMediaType type);
+
+/// Number of streams of a kind.
+int CountStreams(const AVFormatContext* context, AVMediaType type);
+
+/// Codec of a file's first stream of a kind; AV_CODEC_ID_NONE when it has none or can't be read.
+AVCodecID ProbeCodecId(const char* path, AVMediaType type);
+AVCodecID ProbeCodecId(const Input& input, AVMediaType type);
+
+}  // namespace mpg

@@ -1,0 +1,33 @@
+// Time stamps on their way from one time base to another.
+#pragma once
+
+#include <cstdint>
+
+#include "media/ffmpeg.h"
+
+namespace mpg {
+
+inline bool IsKnown(std::int64_t timeStamp) { return timeStamp != AV_NOPTS_VALUE; }
+
+/// To the nearest tick; an unknown time stamp stays unknown.
+inline std::int64_t RescaleTime(std::int64_t timeStamp, AVRational from, AVRational to) {
+  constexpr auto kNearestOrUnknown =
+      static_cast<AVRounding>(AV_ROUND_NEAR_INF | AV_ROUND_PASS_MINMAX);
+  return av_rescale_q_rnd(timeStamp, from, to, kNearestOrUnknown);
+}
+
+/// Presentation time, decoding time and duration, each where it is known.
+inline void RescalePacket(AVPacket& packet, AVRational from, AVRational to) {
+  packet.pts = RescaleTime(packet.pts, from, to);
+  packet.dts = RescaleTime(packet.dts, from, to);
+  packet.duration = av_rescale_q(packet.duration, from, to);
+}
+
+/// Makes a packet read from `source` one of the output stream `target`.
+inline void MovePacket(AVPacket& packet, const AVStream& source, const AVStream& target) {
+  RescalePacket(packet, source.time_base, target.time_base);
+  packet.pos = -1;
+  packet.stream_index = target.index;
+}
+
+}  // namespace mpg

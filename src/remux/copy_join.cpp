@@ -1,0 +1,164 @@
+#include "remux/copy_join.h"
+
+#include <utility>
+
+#include "media/output.h"
+#include "media/stream_copy.h"
+#include "media/timestamps.h"
+#include "remux/timestamp_maker.h"
+
+namespace mpg {
+namespace {
+
+// Total of the progress reports in the video stream's time base: the first length that is known of
+// video stream, video file, audio stream, audio file.
+std::int64_t ProgressTotal(const JoinWork& work, const AVStream& video, const AVStream& audio) {
+  if (IsKnown(video.duration)) return video.duration;
+  if (IsKnown(work.video.Duration())) {
+    return av_rescale_q(work.video.Duration(), AV_TIME_BASE_Q, video.time_base);
+  }
+  if (IsKnown(audio.duration)) {
+    return av_rescale_q(audio.duration, audio.time_base, video.time_base);
+  }
+  if (IsKnown(work.audio.Duration())) {
+    return av_rescale_q(work.audio.Duration(), AV_TIME_BASE_Q, video.time_base);
+  }
+  return 0;
+}
+
+// One of the two streams on its way into the output.
+struct Track {
+  Input& input;
+  const AVStream& source;
+  const AVStream& target;
+  std::int64_t lastPts = 0;  // in the target's time base, like lastDts
+  std::int64_t lastDts = 0;
+  bool finished = false;
+};
+
+class CopyJoin {
+ public:
+  CopyJoin(JoinWork work, Progress progress)
+      : work_(std::move(work)),
+        progress_(progress),
+        output_(MuxerByName(work_.muxerName), work_.outputPath, OnFailure::kKeepPartialFile),
+        video_(MakeTrack(work_.video, AddCopiedVideoStream(output_, work_.video))),
+        audio_(MakeTrack(work_.audio, AddCopiedAudioStream(output_, work_.audio))),
+        total_(ProgressTotal(work_, video_.source, audio_.source)) {}
+
+  void Run() {
+    output_.CreateFile();
+    // Some codecs count as experimental in some containers.
+    output_.Context()->strict_std_compliance = FF_COMPLIANCE_EXPERIMENTAL;
+    output_.WriteHeader();
+    while (!stopped_ && !(video_.finished && audio_.finished)) {
+      if (IsVideoNext()) {
+        CopyVideoPacket();
+      } else {
+        CopyAudioPacket();
+      }
+    }
+    Check(audioReadError_);
+    output_.Finish();
+  }
+
+ private:
+  static Track MakeTrack(Input& input, CopiedStream stream) {
+    input.ReadOnly(*stream.source);
+    return {.input = input, .source = *stream.source, .target = *stream.target};
+  }
+
+  bool IsVideoNext() const {
+    if (audio_.finished) return true;
+    if (video_.finished) return false;
+    return av_compare_ts(video_.lastPts, video_.target.time_base, audio_.lastPts,
+                         audio_.target.time_base) <= 0;
+  }
+
+  void CopyVideoPacket() {
+    if (video_.input.Read(*packet_) < 0) {
+      // Whatever ended the video, the audio goes on.
+      if (total_ != 0 && videoWasRead_) progress_.ReportEnd();
+      Finish(video_);
+      return;
+    }
+    videoWasRead_ = true;
+    MakeMissingTimeStamps(video_);
+    if (total_ != 0 &&
+        progress_.ReportRiseClamped(PercentOf(packet_->pts, total_)) == Answer::kStop) {
+      stopped_ = true;
+      return;
+    }
+    RescaleAndWrite(video_);
+  }
+
+  void CopyAudioPacket() {
+    const int result = audio_.input.Read(*packet_);
+    if (result < 0) {
+      if (result != AVERROR_EOF) audioReadError_ = result;
+      Finish(audio_);
+      return;
+    }
+    MakeMissingTimeStamps(audio_);
+    RescaleAndWrite(audio_);
+  }
+
+  void Finish(Track& track) {
+    track.finished = true;
+    CountFailure(output_.FlushQueue());
+  }
+
+  void MakeMissingTimeStamps(const Track& track) {
+    if (!IsKnown(packet_->pts)) timeStampMaker_.Stamp(*packet_, track.source);
+  }
+
+  void RescaleAndWrite(Track& track) {
+    MovePacket(*packet_, track.source, track.target);
+    const std::int64_t originalPts = packet_->pts;
+    RepairRepeats(track);
+    if (IsKnown(packet_->dts) && packet_->pts < packet_->dts) return;
+    track.lastPts = packet_->pts;
+    if (IsKnown(packet_->dts)) track.lastDts = packet_->dts;
+
+    int result = output_.Write(*packet_);
+    // Nothing is left to interleave with once one input has ended.
+    if (result >= 0 && (video_.finished || audio_.finished)) result = output_.FlushQueue();
+    if (originalPts >= 0) CountFailure(result);
+  }
+
+  // Muxers refuse a decoding time that doesn't rise, players stumble over equal presentation times.
+  // A video packet that lies before its predecessor is left to the muxer to refuse.
+  void RepairRepeats(const Track& track) {
+    if (packet_->duration == 0) return;
+    const std::int64_t next = track.lastPts + 1;
+    if (track.lastPts != 0 && packet_->pts == track.lastPts) packet_->pts = next;
+
+    if (track.lastDts == 0 || !IsKnown(packet_->dts)) return;
+    const bool isRepeat = packet_->dts == track.lastDts;
+    const bool isStepBack = packet_->dts < track.lastDts;
+    if (isRepeat || (isStepBack && &track == &audio_)) packet_->dts = next;
+  }
+
+  void CountFailure(int result) {
+    if (result < 0 && ++writeFailures_ > work_.writeFailureLimit) throw Error(result);
+  }
+
+  JoinWork work_;
+  Progress progress_;
+  Output output_;
+  Track video_;
+  Track audio_;
+  const std::int64_t total_;  // 0: nothing to report
+  TimeStampMaker timeStampMaker_;
+  PacketPtr packet_ = MakePacket();
+  bool videoWasRead_ = false;
+  bool stopped_ = false;
+  int audioReadError_ = 0;
+  int writeFailures_ = 0;
+};
+
+}  // namespace
+
+void JoinByCopy(JoinWork work, Progress progress) { CopyJoin(std::move(work), progress).Run(); }
+
+}  // namespace mpg
