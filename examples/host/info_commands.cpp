@@ -13,7 +13,9 @@ void PrintLine(const char* name, const std::string& value) {
   std::printf("%-12s %s\n", name, value.c_str());
 }
 
-std::string Seconds(std::int64_t seconds) { return std::to_string(seconds) + " s"; }
+std::string Seconds(std::int64_t seconds) {
+  return std::to_string(seconds) + " s";
+}
 
 std::string BitRate(std::int64_t bitRate) {
   return bitRate == 0 ? "unknown" : std::to_string(bitRate / 1000) + " kbit/s";

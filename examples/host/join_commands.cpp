@@ -15,18 +15,18 @@ struct JoinArguments {
   std::string output;
 };
 
-void Join(const JoinArguments& arguments) {
+// The video's name with the extension that suits the pair.
+std::string NameOutput(const JoinArguments& arguments) {
   MergeDecision decision;
-  RequireSuccess("join",
-                 MPG_MergeOP2(arguments.video.c_str(), arguments.audio.c_str(), &decision));
-  // Without a name for the output: the video's, with the extension that suits.
-  std::string output = arguments.output;
-  if (output.empty()) {
-    const std::size_t dot = arguments.video.find_last_of("./\\");
-    const bool hasExtension = dot != std::string::npos && arguments.video[dot] == '.';
-    output = arguments.video.substr(0, hasExtension ? dot : std::string::npos) + "-joined." +
-             decision.extension;
-  }
+  RequireSuccess("join", MPG_MergeOP2(arguments.video.c_str(), arguments.audio.c_str(), &decision));
+  const std::size_t dot = arguments.video.find_last_of("./\\");
+  const bool hasExtension = dot != std::string::npos && arguments.video[dot] == '.';
+  return arguments.video.substr(0, hasExtension ? dot : std::string::npos) + "-joined." +
+         decision.extension;
+}
+
+void Join(const JoinArguments& arguments) {
+  const std::string output = arguments.output.empty() ? NameOutput(arguments) : arguments.output;
   bool stopped = false;
   {
     ProgressBar bar("joining");

@@ -8,7 +8,9 @@
 
 namespace host {
 
-void Exit(ExitStatus status) { throw CLI::RuntimeError(status); }
+void Exit(ExitStatus status) {
+  throw CLI::RuntimeError(status);
+}
 
 void RequireSuccess(const char* what, std::int32_t result) {
   if (result == 0) return;

@@ -16,7 +16,9 @@ namespace {
 
 volatile std::sig_atomic_t interrupted = 0;
 
-void OnInterrupt(int) { interrupted = 1; }
+void OnInterrupt(int) {
+  interrupted = 1;
+}
 
 bool IsTerminal(std::FILE* stream) {
 #if defined(_WIN32)
@@ -28,7 +30,9 @@ bool IsTerminal(std::FILE* stream) {
 
 }  // namespace
 
-void StopOnInterrupt() { std::signal(SIGINT, OnInterrupt); }
+void StopOnInterrupt() {
+  std::signal(SIGINT, OnInterrupt);
+}
 
 ProgressBar::ProgressBar(std::string title)
     : title_(std::move(title)), isTerminal_(IsTerminal(stdout)) {}

@@ -16,9 +16,13 @@
 
 using namespace mpg;
 
-void MPG_SetPercent100(uint32_t value) noexcept { SetPercent100(static_cast<int32_t>(value)); }
+void MPG_SetPercent100(uint32_t value) noexcept {
+  SetPercent100(static_cast<int32_t>(value));
+}
 
-const char* MPG_GetErrorText(int32_t code) noexcept { return ErrorText(code); }
+const char* MPG_GetErrorText(int32_t code) noexcept {
+  return ErrorText(code);
+}
 
 void MPG_TestParams(void) noexcept {}
 
@@ -84,7 +88,9 @@ int32_t MPG_Merge(const char* const*, const char*, uint8_t, uint8_t, ProgressCal
   return AVERROR(ENOSYS);
 }
 
-int32_t FLV_FixDuration(const char*) noexcept { return AVERROR(ENOSYS); }
+int32_t FLV_FixDuration(const char*) noexcept {
+  return AVERROR(ENOSYS);
+}
 
 int32_t MP3_Convert(const char*, const char*, int32_t, ProgressCallback, uint64_t) noexcept {
   return AVERROR(ENOSYS);
@@ -99,7 +105,9 @@ int32_t MPG_SaveTrimmedVideo(const char*, const char*, uint32_t, uint32_t) noexc
   return AVERROR(ENOSYS);
 }
 
-int32_t MPG_Crop(const char*, const char*) noexcept { return AVERROR(ENOSYS); }
+int32_t MPG_Crop(const char*, const char*) noexcept {
+  return AVERROR(ENOSYS);
+}
 
 int32_t MPG_ShiftAudio(const char*, const char*, int32_t, ProgressCallback, uint64_t) noexcept {
   return AVERROR(ENOSYS);
@@ -118,4 +126,6 @@ void* MPG_GetImageBMP(const char*, uint32_t, uint32_t* size, uint32_t) noexcept 
   return nullptr;
 }
 
-uint8_t MPG_GetImageJPG(const char*, const char*, uint32_t, uint32_t) noexcept { return 0; }
+uint8_t MPG_GetImageJPG(const char*, const char*, uint32_t, uint32_t) noexcept {
+  return 0;
+}

@@ -13,7 +13,9 @@ std::atomic<std::int32_t> percent100{100};
 
 }  // namespace
 
-std::int32_t Percent100() noexcept { return percent100.load(std::memory_order_relaxed); }
+std::int32_t Percent100() noexcept {
+  return percent100.load(std::memory_order_relaxed);
+}
 
 void SetPercent100(std::int32_t value) noexcept {
   percent100.store(value, std::memory_order_relaxed);
@@ -23,8 +25,7 @@ std::int64_t PercentOf(std::int64_t position, std::int64_t total) noexcept {
   __extension__ using Wide = __int128;
   using Limits = std::numeric_limits<std::int64_t>;
   const Wide quotient = Wide{Percent100()} * position / total;
-  return static_cast<std::int64_t>(
-      std::clamp(quotient, Wide{Limits::min()}, Wide{Limits::max()}));
+  return static_cast<std::int64_t>(std::clamp(quotient, Wide{Limits::min()}, Wide{Limits::max()}));
 }
 
 Answer Progress::ReportRise(std::int64_t percent) {

@@ -30,9 +30,13 @@ using InputFormatPtr = std::unique_ptr<AVFormatContext, Deleter<avformat_close_i
 using OutputFormatPtr = std::unique_ptr<AVFormatContext, Deleter<avformat_free_context>>;
 
 /// An empty packet; throws Error(ENOMEM).
-inline PacketPtr MakePacket() { return PacketPtr(CheckAllocated(av_packet_alloc())); }
+inline PacketPtr MakePacket() {
+  return PacketPtr(CheckAllocated(av_packet_alloc()));
+}
 
 /// An empty frame; throws Error(ENOMEM).
-inline FramePtr MakeFrame() { return FramePtr(CheckAllocated(av_frame_alloc())); }
+inline FramePtr MakeFrame() {
+  return FramePtr(CheckAllocated(av_frame_alloc()));
+}
 
 }  // namespace mpg

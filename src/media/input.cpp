@@ -1,5 +1,6 @@
 #include "media/input.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace mpg {
@@ -12,6 +13,14 @@ OpenedFile::OpenedFile(const char* path) {
 
 Input::Input(OpenedFile&& file) : format_(std::move(file.format_)) {
   Check(avformat_find_stream_info(format_.get(), nullptr));
+  // AVI and MPEG program streams leave out the presentation times of all but B pictures; they
+  // follow from the decoding times of the pictures behind.
+  format_->flags |= AVFMT_FLAG_GENPTS;
+}
+
+std::int64_t Input::FileSize() const {
+  if (format_->pb == nullptr) return 0;
+  return std::max<std::int64_t>(avio_size(format_->pb), 0);
 }
 
 void Input::ReadOnly(const AVStream& stream) {

@@ -40,6 +40,9 @@ class Input {
   /// Bits per second, or 0.
   std::int64_t BitRate() const { return format_->bit_rate; }
 
+  /// Bytes of the file, or 0 when that isn't known.
+  std::int64_t FileSize() const;
+
   /// From now on Read hands on packets of this stream alone; the demuxer skips the others' bytes
   /// where it can.
   void ReadOnly(const AVStream& stream);

@@ -1,6 +1,7 @@
 // Files that are written.
 #pragma once
 
+#include <cstdint>
 #include <string>
 
 #include "media/handles.h"
@@ -9,28 +10,6 @@ namespace mpg {
 
 /// What becomes of the file when an operation ends without Output::Finish.
 enum class OnFailure { kKeepPartialFile, kDeleteFile };
-
-/// The file behind a muxer, written in large blocks. Created (an existing one is cut to nothing)
-/// when the object is made; closed with it at the latest.
-class OutputFile {
- public:
-  /// Throws Error with FFmpeg's code when the file can't be created.
-  explicit OutputFile(const char* path);
-  OutputFile(const OutputFile&) = delete;
-  OutputFile& operator=(const OutputFile&) = delete;
-  ~OutputFile();
-
-  /// What the muxer writes through.
-  AVIOContext* Buffer() const { return buffer_; }
-
-  /// Writes what is still buffered and closes the file; the first failure of any write so far, or
-  /// of closing, or 0. A full disk often shows only here.
-  int Close() noexcept;
-
- private:
-  AVIOContext* file_ = nullptr;
-  AVIOContext* buffer_ = nullptr;
-};
 
 /// The muxer of that short name; throws Error(AVERROR_EXIT) when FFmpeg has none.
 const AVOutputFormat& MuxerByName(const char* shortName);
@@ -51,8 +30,12 @@ class Output {
   /// Adds a stream; throws Error(AVERROR_UNKNOWN).
   AVStream* AddStream(const AVCodec* codec);
 
-  /// Creates the file; throws Error with FFmpeg's code.
+  /// Creates the file, an existing one is cut to nothing; throws Error with FFmpeg's code.
   void CreateFile();
+
+  /// Says about how many bytes the file will get, so that the file system can lay it out in one
+  /// piece. Only a hint.
+  void ExpectSize(std::int64_t bytes);
 
   /// Throws Error with FFmpeg's code. The muxer may change the streams' time bases here.
   void WriteHeader();
@@ -70,12 +53,13 @@ class Output {
   void Finish();
 
  private:
+  int CloseFile() noexcept;
+
   std::string path_;
   OnFailure onFailure_;
   bool deleteFile_ = false;
+  bool trimFile_ = false;
   OutputFormatPtr format_;
-  // Declared behind the muxer's context: closed before that is freed.
-  std::unique_ptr<OutputFile> file_;
 };
 
 }  // namespace mpg

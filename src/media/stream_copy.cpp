@@ -28,8 +28,8 @@ void CopyPresentation(const AVStream& source, AVStream& target) {
   target.codecpar->sample_aspect_ratio = shape;
   const std::span sideData(source.side_data, static_cast<std::size_t>(source.nb_side_data));
   for (const AVPacketSideData& entry : sideData) {
-    std::uint8_t* const copy = CheckAllocated(
-        av_stream_new_side_data(&target, entry.type, entry.size));
+    std::uint8_t* const copy =
+        CheckAllocated(av_stream_new_side_data(&target, entry.type, entry.size));
     std::copy_n(entry.data, entry.size, copy);
   }
 }

@@ -7,7 +7,9 @@
 
 namespace mpg {
 
-inline bool IsKnown(std::int64_t timeStamp) { return timeStamp != AV_NOPTS_VALUE; }
+inline bool IsKnown(std::int64_t timeStamp) {
+  return timeStamp != AV_NOPTS_VALUE;
+}
 
 /// To the nearest tick; an unknown time stamp stays unknown.
 inline std::int64_t RescaleTime(std::int64_t timeStamp, AVRational from, AVRational to) {

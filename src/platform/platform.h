@@ -2,6 +2,8 @@
 // behind this header; nothing else knows which system it runs on.
 #pragma once
 
+#include <cstdint>
+
 namespace mpg::platform {
 
 /// True when both paths name one existing file, also through links or another spelling. False when
@@ -12,5 +14,11 @@ bool IsSameFile(const char* path, const char* otherPath) noexcept;
 /// may well be one of them.
 void RemoveFile(const char* path) noexcept;
 
+/// Asks the file system to set space aside for a file that is about to be written, without changing
+/// its size: it can then lie in one piece, and writing it costs less. True when it did.
+bool ReserveSpace(const char* path, std::int64_t bytes) noexcept;
+
+/// Gives back what was set aside beyond the file's end.
+void ReleaseSpareSpace(const char* path) noexcept;
 
 }  // namespace mpg::platform

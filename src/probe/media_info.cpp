@@ -30,8 +30,8 @@ void FillDuration(std::int64_t microseconds, std::int64_t& field) {
 void FillStreamDuration(const AVStream& stream, std::int64_t& field) {
   if (!IsKnown(stream.duration)) return;
   const AVRational base = stream.time_base;
-  field = WholeSeconds(static_cast<double>(base.num) / base.den *
-                       static_cast<double>(stream.duration));
+  field =
+      WholeSeconds(static_cast<double>(base.num) / base.den * static_cast<double>(stream.duration));
 }
 
 // FFmpeg's names in capitals.
@@ -52,8 +52,7 @@ void FillSampleFormat(AVCodecID codecId, std::span<char> field) {
 bool FillVideo(const Input& input, MediaInfo& info) {
   FillDuration(input.Duration(), info.duration);
   info.bitRate = input.BitRate();
-  info.videoStreams =
-      static_cast<std::uint32_t>(CountStreams(input.Context(), AVMEDIA_TYPE_VIDEO));
+  info.videoStreams = static_cast<std::uint32_t>(CountStreams(input.Context(), AVMEDIA_TYPE_VIDEO));
   const AVStream* const stream = FindFirstStream(input.Context(), AVMEDIA_TYPE_VIDEO);
   if (stream == nullptr) return false;
 
@@ -69,8 +68,7 @@ bool FillVideo(const Input& input, MediaInfo& info) {
 }
 
 bool FillAudio(const Input& input, MediaInfo& info) {
-  info.audioStreams =
-      static_cast<std::uint32_t>(CountStreams(input.Context(), AVMEDIA_TYPE_AUDIO));
+  info.audioStreams = static_cast<std::uint32_t>(CountStreams(input.Context(), AVMEDIA_TYPE_AUDIO));
   const int index = FindAudioStream(input.Context());
   if (index < 0) return false;
 

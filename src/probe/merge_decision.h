@@ -20,8 +20,8 @@ template <class Decide>
 auto ProbeMerge(const char* videoPath, const char* audioPath, Decide decide) {
   const AVCodecID audio = ProbeCodecId(audioPath, AVMEDIA_TYPE_AUDIO);
   // Without audio the video doesn't matter.
-  const AVCodecID video = audio == AV_CODEC_ID_NONE ? AV_CODEC_ID_NONE
-                                                    : ProbeCodecId(videoPath, AVMEDIA_TYPE_VIDEO);
+  const AVCodecID video =
+      audio == AV_CODEC_ID_NONE ? AV_CODEC_ID_NONE : ProbeCodecId(videoPath, AVMEDIA_TYPE_VIDEO);
   return decide(audio, video);
 }
 

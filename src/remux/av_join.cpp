@@ -11,9 +11,7 @@
 namespace mpg {
 namespace {
 
-std::optional<Input> TryOpen(const char* path) try {
-  return Input(path);
-} catch (const Error&) {
+std::optional<Input> TryOpen(const char* path) try { return Input(path); } catch (const Error&) {
   return std::nullopt;
 }
 

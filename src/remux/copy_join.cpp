@@ -48,6 +48,7 @@ class CopyJoin {
 
   void Run() {
     output_.CreateFile();
+    output_.ExpectSize(work_.video.FileSize() + work_.audio.FileSize());
     // Some codecs count as experimental in some containers.
     output_.Context()->strict_std_compliance = FF_COMPLIANCE_EXPERIMENTAL;
     output_.WriteHeader();
@@ -159,6 +160,8 @@ class CopyJoin {
 
 }  // namespace
 
-void JoinByCopy(JoinWork work, Progress progress) { CopyJoin(std::move(work), progress).Run(); }
+void JoinByCopy(JoinWork work, Progress progress) {
+  CopyJoin(std::move(work), progress).Run();
+}
 
 }  // namespace mpg
