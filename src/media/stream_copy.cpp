@@ -34,18 +34,6 @@ void CopyPresentation(const AVStream& source, AVStream& target) {
   }
 }
 
-// A stream without sample rate is passed over for a later audio stream, as far as the count of
-// audio streams lets one be expected behind its index.
-AVStream* ChooseAudioStream(const Input& input) {
-  const int audioStreams = CountStreams(input.Context(), AVMEDIA_TYPE_AUDIO);
-  for (int index = -1;;) {
-    index = FindNextAudioStream(input.Context(), index);
-    if (index < 0) throw Error(MPG_ERR_AUDIO_STREAM_NOT_FOUND);
-    AVStream* const stream = input.Streams()[static_cast<std::size_t>(index)];
-    if (stream->codecpar->sample_rate != 0 || audioStreams <= index + 1) return stream;
-  }
-}
-
 }  // namespace
 
 CopiedStream AddCopiedVideoStream(Output& output, const Input& input) {
@@ -62,7 +50,9 @@ CopiedStream AddCopiedVideoStream(Output& output, const Input& input) {
 }
 
 CopiedStream AddCopiedAudioStream(Output& output, const Input& input) {
-  AVStream* const source = ChooseAudioStream(input);
+  const int index = FindCopiableAudioStream(input.Context());
+  if (index < 0) throw Error(MPG_ERR_AUDIO_STREAM_NOT_FOUND);
+  AVStream* const source = input.Streams()[static_cast<std::size_t>(index)];
   AVStream* const target = AddTwin(output, *source);
   target->duration = source->duration;
   target->time_base = source->time_base;

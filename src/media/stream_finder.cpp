@@ -31,6 +31,16 @@ int FindNextAudioStream(const AVFormatContext* context, int after) {
   return -1;
 }
 
+int FindCopiableAudioStream(const AVFormatContext* context) {
+  const int audioStreams = CountStreams(context, AVMEDIA_TYPE_AUDIO);
+  int index = FindAudioStream(context);
+  while (index >= 0 && context->streams[index]->codecpar->sample_rate == 0 &&
+         audioStreams > index + 1) {
+    index = FindNextAudioStream(context, index);
+  }
+  return index;
+}
+
 AVStream* FindFirstStream(const AVFormatContext* context, AVMediaType type) {
   const auto streams = StreamsOf(context);
   const auto found = std::ranges::find_if(

@@ -14,6 +14,11 @@ inline int FindAudioStream(const AVFormatContext* context) {
   return FindNextAudioStream(context, -1);
 }
 
+/// The audio stream to copy, -1 when there is none: the first usable one, but one without sample
+/// rate is passed over for the next usable one as long as the number of audio streams exceeds the
+/// number of streams up to it.
+int FindCopiableAudioStream(const AVFormatContext* context);
+
 /// The first stream of a kind, usable or not, or null.
 AVStream* FindFirstStream(const AVFormatContext* context, AVMediaType type);
 

@@ -1,0 +1,104 @@
+#include <dlfcn.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <regex>
+#include <set>
+#include <string>
+
+#include "mpg/mpg.h"
+#include "support/host.h"
+#include "support/media.h"
+#include "support/process.h"
+
+namespace {
+
+std::set<std::string> Matches(const std::string& text, const std::string& pattern) {
+  const std::regex regex(pattern);
+  std::set<std::string> found;
+  for (std::sregex_iterator it(text.begin(), text.end(), regex), end; it != end; ++it) {
+    found.insert((*it)[1]);
+  }
+  return found;
+}
+
+TEST(Exports, AreWhatTheHeaderDeclares) {
+  const std::set<std::string> exported =
+      Matches(test::RunProgram("nm -D --defined-only " + test::Quoted(MPG_LIBRARY)).output,
+              R"( [A-Z] (\w+))");
+  const std::set<std::string> declared =
+      Matches(test::ReadBytes(MPG_HEADER), R"(\nMPG_API [\w *]*?(\w+)\()");
+  EXPECT_EQ(exported, declared);
+  EXPECT_EQ(declared.size(), 22u);
+}
+
+TEST(Exports, LoadAndUnloadAgain) {
+  for (int round = 0; round < 2; ++round) {
+    void* const library = dlopen(MPG_LIBRARY, RTLD_NOW | RTLD_LOCAL);
+    ASSERT_NE(library, nullptr) << dlerror();
+    EXPECT_NE(dlsym(library, "MPG_MergeAV"), nullptr);
+    EXPECT_EQ(dlclose(library), 0);
+  }
+}
+
+TEST(ErrorText, IsTheLibrarysOwnForItsOwnCodes) {
+  EXPECT_STREQ(MPG_GetErrorText(MPG_ERR_AUDIO_CODEC_NOT_FOUND), "Audio codec not found");
+  EXPECT_STREQ(MPG_GetErrorText(MPG_ERR_VIDEO_CODEC_NOT_FOUND), "Video codec not found");
+  EXPECT_STREQ(MPG_GetErrorText(MPG_ERR_AUDIO_STREAM_NOT_FOUND), "Audio stream not found");
+  EXPECT_STREQ(MPG_GetErrorText(MPG_ERR_VIDEO_STREAM_NOT_FOUND), "Video stream not found");
+}
+
+TEST(ErrorText, IsFfmpegsInOneSharedBufferForEveryOtherCode) {
+  const char* const text = MPG_GetErrorText(-2);
+  EXPECT_STREQ(text, "No such file or directory");
+  EXPECT_EQ(MPG_GetErrorText(MPG_ERR_INVALID_PARAMETER), text);
+  EXPECT_STREQ(text, "Error number -1073741819 occurred");
+}
+
+TEST(NullArguments, GiveAnAnswer) {
+  MergeDecision decision{};
+  MergeDecisionPrefix prefix{};
+  MediaInfo info{};
+  char text[8] = "before";
+  EXPECT_EQ(MPG_MergeOP(nullptr, "a", &prefix), MPG_ERR_INVALID_PARAMETER);
+  EXPECT_EQ(MPG_MergeOP2("v", nullptr, &decision), MPG_ERR_INVALID_PARAMETER);
+  EXPECT_EQ(MPG_MergeOP2("v", "a", nullptr), MPG_ERR_INVALID_PARAMETER);
+  EXPECT_EQ(MPG_MergeAV("v", "a", nullptr, nullptr, 0), MPG_ERR_INVALID_PARAMETER);
+  EXPECT_EQ(MPG_IsThisGoodFile(nullptr), 0u);
+  EXPECT_EQ(MPG_GetMediaInfo(nullptr, &info), 0);
+  EXPECT_EQ(MPG_GetMediaInfo("v", nullptr), 0);
+  EXPECT_EQ(MPG_GetAudioDuration(nullptr), 0);
+  MPG_GetDefExtension("v", nullptr, 8);
+  MPG_GetDefExtension(nullptr, text, 0);
+  EXPECT_STREQ(text, "before");
+  MPG_GetDefExtension(nullptr, text, sizeof text);
+  EXPECT_STREQ(text, "");
+}
+
+TEST(DefaultExtension, OfAFormatIsItsFirst) {
+  const char* const expected[] = {"3gp", "aac", "avi", "mp3", "mp4", "mpg", "ts", "webm", "wmv"};
+  for (OutputFormatId id = 0; id < std::size(expected); ++id) {
+    EXPECT_STREQ(MPG_GetDefExt(id), expected[id]);
+  }
+  EXPECT_STREQ(MPG_GetDefExt(9), "mp4");
+  EXPECT_STREQ(MPG_GetDefExt(0xFFFFFFFF), "mp4");
+}
+
+TEST(DefaultExtension, OfAFileFollowsItsOwnStreamsAndFitsTheBuffer) {
+  const std::string both = test::MakeMedia(
+      "both.webm", "-i " + test::Vp9Video() + " -i " + test::OpusAudio() + " -c copy");
+  struct Case {
+    std::string path;
+    int size;
+    const char* expected;
+  };
+  const Case cases[] = {
+      {both, 5, "webm"}, {both, 4, ""}, {test::H264Video(), 8, ""}, {"missing", 8, ""}};
+  for (const Case& c : cases) {
+    char text[8] = "before";
+    MPG_GetDefExtension(c.path.c_str(), text, c.size);
+    EXPECT_STREQ(text, c.expected) << c.path;
+  }
+}
+
+}  // namespace

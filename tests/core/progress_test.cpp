@@ -1,0 +1,64 @@
+#include "core/progress.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <limits>
+
+#include "support/host.h"
+
+namespace mpg {
+namespace {
+
+constexpr std::int64_t kMax = std::numeric_limits<std::int64_t>::max();
+constexpr std::int64_t kMin = std::numeric_limits<std::int64_t>::min();
+
+TEST(PercentOf, IsExactForAnyScaleAndCutsOffTowardZero) {
+  struct Case {
+    std::int32_t percent100;
+    std::int64_t position, total, expected;
+  };
+  constexpr Case kCases[] = {
+      {100, 0, 300, 0},
+      {100, 2, 3, 66},
+      {100, -2, 3, -66},
+      {1000, 1, 3, 333},
+      {0, 5, 7, 0},
+      {-100, 1, 2, -50},
+      // The product needs more than 64 bits.
+      {2147483647, 4'000'000'000'000'000, 8'000'000'000'000'000, 1073741823},
+      {2147483647, kMax, 1, kMax},
+      {-1, kMin, 1, kMax},
+      {100, kMin, -1, kMax},
+  };
+  for (const Case& c : kCases) {
+    const test::Percent100Is scale(c.percent100);
+    EXPECT_EQ(PercentOf(c.position, c.total), c.expected)
+        << c.percent100 << " x " << c.position << " / " << c.total;
+  }
+}
+
+TEST(Progress, ReportsOnlyRises) {
+  test::ProgressLog log;
+  Progress progress(test::ProgressLog::Callback, log.Context());
+  for (const std::int64_t percent : {0, 3, 3, 2, 10, -5, 11}) progress.ReportRise(percent);
+  EXPECT_EQ(log.Reports(), (std::vector<std::int32_t>{3, 10, 11}));
+}
+
+TEST(Progress, RepeatsTheEndWhereTheValueIsClamped) {
+  test::ProgressLog log;
+  Progress progress(test::ProgressLog::Callback, log.Context());
+  for (const std::int64_t percent : {40, 120, 130, 90}) progress.ReportRiseClamped(percent);
+  EXPECT_EQ(log.Reports(), (std::vector<std::int32_t>{40, 100, 100}));
+}
+
+TEST(Progress, PassesTheHostsAnswerOn) {
+  test::ProgressLog log(2);
+  Progress progress(test::ProgressLog::Callback, log.Context());
+  EXPECT_EQ(progress.ReportRise(1), Answer::kGoOn);
+  EXPECT_EQ(progress.ReportRise(2), Answer::kStop);
+  EXPECT_EQ(Progress(nullptr, 0).ReportRise(50), Answer::kGoOn);
+}
+
+}  // namespace
+}  // namespace mpg

@@ -1,0 +1,76 @@
+#include "media/stream_finder.h"
+
+#include <gtest/gtest.h>
+
+#include <vector>
+
+namespace mpg {
+namespace {
+
+// Streams as a demuxer could give them, without a file.
+struct StreamSpec {
+  AVMediaType type;
+  AVCodecID codec = AV_CODEC_ID_NONE;
+  int sampleRate = 0;
+  int channels = 0;
+};
+
+OutputFormatPtr MakeContext(const std::vector<StreamSpec>& specs) {
+  OutputFormatPtr context(avformat_alloc_context());
+  for (const StreamSpec& spec : specs) {
+    AVCodecParameters& parameters = *avformat_new_stream(context.get(), nullptr)->codecpar;
+    parameters.codec_type = spec.type;
+    parameters.codec_id = spec.codec;
+    parameters.sample_rate = spec.sampleRate;
+    if (spec.channels > 0) av_channel_layout_default(&parameters.ch_layout, spec.channels);
+  }
+  return context;
+}
+
+constexpr StreamSpec kVideo{AVMEDIA_TYPE_VIDEO, AV_CODEC_ID_H264};
+constexpr StreamSpec kSubtitle{AVMEDIA_TYPE_SUBTITLE, AV_CODEC_ID_SUBRIP};
+constexpr StreamSpec kAudio{AVMEDIA_TYPE_AUDIO, AV_CODEC_ID_AAC, 48000, 2};
+// No sample rate, but a decoder that tells channels.
+constexpr StreamSpec kRateless{AVMEDIA_TYPE_AUDIO, AV_CODEC_ID_PCM_S16LE, 0, 2};
+constexpr StreamSpec kUnknown{AVMEDIA_TYPE_AUDIO};
+
+TEST(FindAudioStream, TakesTheFirstUsableOne) {
+  struct Case {
+    std::vector<StreamSpec> streams;
+    int after, expected;
+  };
+  const std::vector<Case> cases = {
+      {{}, -1, -1},
+      {{kVideo, kSubtitle}, -1, -1},
+      {{kVideo, kAudio}, -1, 1},
+      {{kUnknown}, -1, -1},
+      {{kUnknown, kVideo, kAudio}, -1, 2},
+      {{kRateless, kAudio}, -1, 0},
+      {{kAudio, kAudio}, 0, 1},
+      {{kAudio, kAudio}, 1, -1},
+      {{kAudio}, 7, -1},
+  };
+  for (const Case& c : cases) {
+    EXPECT_EQ(FindNextAudioStream(MakeContext(c.streams).get(), c.after), c.expected)
+        << c.streams.size() << " streams after " << c.after;
+  }
+  EXPECT_EQ(FindAudioStream(nullptr), -1);
+}
+
+TEST(FindCopiableAudioStream, MovesOnFromARatelessStreamByTheCountOfAudioStreams) {
+  struct Case {
+    std::vector<StreamSpec> streams;
+    int expected;
+  };
+  const std::vector<Case> cases = {
+      {{kRateless, kAudio}, 1},    {{kVideo, kRateless, kAudio}, 1}, {{kVideo, kRateless}, 1},
+      {{kRateless, kRateless}, 1}, {{kRateless, kUnknown}, -1},      {{kVideo, kUnknown}, -1},
+  };
+  for (const Case& c : cases) {
+    EXPECT_EQ(FindCopiableAudioStream(MakeContext(c.streams).get()), c.expected)
+        << c.streams.size() << " streams";
+  }
+}
+
+}  // namespace
+}  // namespace mpg

@@ -1,0 +1,66 @@
+// What a host brings along: folders, a progress callback, a full disk.
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "mpg/mpg.h"
+
+namespace test {
+
+/// An empty folder for one test, removed with its content at the end.
+class ScratchFolder {
+ public:
+  ScratchFolder();
+  ~ScratchFolder();
+  ScratchFolder(const ScratchFolder&) = delete;
+  ScratchFolder& operator=(const ScratchFolder&) = delete;
+
+  std::string operator/(const std::string& name) const { return path_ / name; }
+
+ private:
+  std::filesystem::path path_;
+};
+
+/// Records every report. Pass Callback and Context to the operation.
+class ProgressLog {
+ public:
+  /// Asks the operation to stop at the n-th report (the first is 1); never when 0.
+  explicit ProgressLog(int stopAt = 0) : stopAt_(stopAt) {}
+
+  static std::uint8_t Callback(const ProgressInfo* progress);
+  std::uint64_t Context() const { return reinterpret_cast<std::uintptr_t>(this); }
+
+  const std::vector<std::int32_t>& Reports() const { return reports_; }
+
+  /// Runs at every report, after it was recorded.
+  std::function<void(std::int32_t)> onReport = {};
+
+ private:
+  int stopAt_;
+  std::vector<std::int32_t> reports_;
+};
+
+/// Sets percent100 for one test.
+class Percent100Is {
+ public:
+  explicit Percent100Is(std::int32_t value) {
+    MPG_SetPercent100(static_cast<std::uint32_t>(value));
+  }
+  ~Percent100Is() { MPG_SetPercent100(100); }
+};
+
+/// While it lives no file of this process can grow beyond a size: writes fail as on a full disk.
+class FileSizeLimit {
+ public:
+  explicit FileSizeLimit(std::int64_t bytes);
+  ~FileSizeLimit();
+
+ private:
+  std::uint64_t previous_;
+};
+
+}  // namespace test

@@ -1,0 +1,71 @@
+#include "support/media.h"
+
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <stdexcept>
+
+#include "support/process.h"
+
+namespace test {
+namespace {
+
+// Tests may run side by side: a file appears under its name only when it is whole.
+void Make(const std::string& path, const std::string& name, const std::string& arguments) {
+  const std::string unfinished = path + "." + std::to_string(getpid()) + "-" + name;
+  const ProcessResult made =
+      RunProgram("ffmpeg -v error -y -threads 1 " + arguments +
+                 " -fflags +bitexact -flags:v +bitexact -flags:a +bitexact " + Quoted(unfinished));
+  if (made.status != 0) throw std::runtime_error("ffmpeg " + arguments + ": " + made.output);
+  std::filesystem::rename(unfinished, path);
+}
+
+std::string Tone(double seconds) {
+  return "-f lavfi -i sine=frequency=440:sample_rate=48000 -ac 2 -t " + std::to_string(seconds);
+}
+
+std::string Pictures(double seconds) {
+  return "-f lavfi -i testsrc2=size=320x240:rate=25 -t " + std::to_string(seconds);
+}
+
+}  // namespace
+
+std::string MakeMedia(const std::string& name, const std::string& arguments) {
+  const std::filesystem::path folder = MPG_TEST_MEDIA;
+  std::filesystem::create_directories(folder);
+  const std::string path =
+      folder / (std::to_string(std::hash<std::string>{}(arguments)) + "-" + name);
+  if (!std::filesystem::exists(path)) Make(path, name, arguments);
+  return path;
+}
+
+std::string H264Video(double seconds, const std::string& extension, const std::string& options) {
+  return MakeMedia("h264." + extension,
+                   Pictures(seconds) + " -c:v libx264 -preset veryfast " + options);
+}
+
+std::string Vp9Video(double seconds) {
+  return MakeMedia("vp9.webm",
+                   Pictures(seconds) + " -c:v libvpx-vp9 -deadline realtime -cpu-used 8 -b:v 300k");
+}
+
+std::string AacAudio(double seconds, const std::string& extension) {
+  return MakeMedia("aac." + extension, Tone(seconds) + " -c:a aac -b:a 96k");
+}
+
+std::string OpusAudio(double seconds) {
+  return MakeMedia("opus.opus", Tone(seconds) + " -c:a libopus -b:a 64k");
+}
+
+std::string ReadBytes(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+void WriteBytes(const std::string& path, const std::string& content) {
+  std::ofstream(path, std::ios::binary) << content;
+}
+
+}  // namespace test

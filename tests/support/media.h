@@ -1,0 +1,27 @@
+// Media files for the tests. The ffmpeg program makes each on first use; a build folder keeps them.
+#pragma once
+
+#include <string>
+
+namespace test {
+
+/// Path of a file made with `ffmpeg ARGUMENTS FILE`, bit-exact. The name says what it is and gives
+/// the extension; other arguments make another file.
+std::string MakeMedia(const std::string& name, const std::string& arguments);
+
+/// Video of 320 x 240 at 25 pictures a second, two seconds unless said otherwise.
+std::string H264Video(double seconds = 2, const std::string& extension = "mp4",
+                      const std::string& options = "-bf 2 -g 25");
+std::string Vp9Video(double seconds = 2);
+
+/// A 440 Hz tone in 48 kHz stereo, two seconds unless said otherwise.
+std::string AacAudio(double seconds = 2, const std::string& extension = "m4a");
+std::string OpusAudio(double seconds = 2);
+
+/// A file's whole content.
+std::string ReadBytes(const std::string& path);
+
+/// A new file of that content.
+void WriteBytes(const std::string& path, const std::string& content);
+
+}  // namespace test
