@@ -16,7 +16,7 @@ std::int32_t ResultOf(Worker&& worker) noexcept try {
   worker();
   return 0;
 } catch (const Error& error) {
-  return error.code();
+  return error.Code();
 } catch (const std::bad_alloc&) {
   return AVERROR(ENOMEM);
 } catch (...) {
@@ -34,7 +34,8 @@ auto ValueOf(Worker&& worker) noexcept -> decltype(worker()) try {
 /// Throws Error(MPG_ERR_INVALID_PARAMETER) when any of the pointers is null.
 template <class... Pointers>
 void RequireArguments(const Pointers*... arguments) {
-  if (((arguments == nullptr) || ...)) throw Error(MPG_ERR_INVALID_PARAMETER);
+  const bool complete = (... && (arguments != nullptr));
+  if (!complete) throw Error(MPG_ERR_INVALID_PARAMETER);
 }
 
 }  // namespace mpg

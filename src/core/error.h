@@ -11,7 +11,7 @@ namespace mpg {
 class Error : public std::exception {
  public:
   explicit Error(std::int32_t code) noexcept : code_(code) {}
-  std::int32_t code() const noexcept { return code_; }
+  std::int32_t Code() const noexcept { return code_; }
   const char* what() const noexcept override { return "mpg operation failed"; }
 
  private:

@@ -58,7 +58,7 @@ TEST(DecideMerge, MissesTheAudioBeforeTheVideo) {
     try {
       DecideMerge(audio, video);
     } catch (const Error& error) {
-      return error.code();
+      return error.Code();
     }
     return 0;
   };

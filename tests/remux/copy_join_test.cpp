@@ -218,7 +218,8 @@ TEST(CopyJoin, FailsWithTheCodeOfABrokenAudioFileAfterCopyingTheVideo) {
   // The third fragment speaks of a track that doesn't exist.
   std::string audio = test::ReadBytes(test::MakeMedia(
       "fragments.m4a",
-      "-i " + test::AacAudio(4) + " -c copy -movflags +empty_moov+default_base_moof+global_sidx -frag_duration 1000000"));
+      "-i " + test::AacAudio(4) +
+          " -c copy -movflags +empty_moov+default_base_moof+global_sidx -frag_duration 1000000"));
   std::size_t header = 0;
   for (int fragment = 0; fragment < 3; ++fragment) header = audio.find("tfhd", header + 1);
   ASSERT_NE(header, std::string::npos);
