@@ -11,7 +11,7 @@ function(run)
 endfunction()
 
 run(${CMAKE_COMMAND} --install ${BUILD} --prefix ${WORK}/prefix)
-run(${CMAKE_COMMAND} -S ${WORK}/client -B ${WORK}/build -DCMAKE_PREFIX_PATH=${WORK}/prefix
+run(${CMAKE_COMMAND} -G Ninja -S ${WORK}/client -B ${WORK}/build -DCMAKE_PREFIX_PATH=${WORK}/prefix
   -DCMAKE_C_FLAGS=${C_FLAGS})
 run(${CMAKE_COMMAND} --build ${WORK}/build)
 run(${WORK}/build/client)
