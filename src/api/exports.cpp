@@ -6,6 +6,7 @@
 #include "api/error_text.h"
 #include "api/guard.h"
 #include "core/progress.h"
+#include "image/frame_grab.h"
 #include "media/stream_finder.h"
 #include "mpg/mpg.h"
 #include "platform/text.h"
@@ -113,19 +114,33 @@ int32_t MPG_ShiftAudio(const char*, const char*, int32_t, ProgressCallback, uint
   return AVERROR(ENOSYS);
 }
 
-uint32_t MPG_GetImage(ImageFormat, const char*, const char*, int32_t, uint32_t) noexcept {
-  return 0;
+uint32_t MPG_GetImage(ImageFormat format, const char* inputPath, const char* outputPath,
+                      int32_t height, uint32_t quality) noexcept {
+  return MPG_GetImageP(format, inputPath, outputPath, 0, height, quality);
 }
 
-uint8_t MPG_GetImageP(ImageFormat, const char*, const char*, int32_t, int32_t, uint32_t) noexcept {
-  return 0;
+uint8_t MPG_GetImageP(ImageFormat format, const char* inputPath, const char* outputPath,
+                      int32_t position, int32_t height, uint32_t quality) noexcept {
+  if (inputPath == nullptr || outputPath == nullptr) return 0;
+  return ValueOf([&] {
+    return GrabFrameByPercent({inputPath, height}, format, outputPath, position, quality);
+  });
 }
 
-void* MPG_GetImageBMP(const char*, uint32_t, uint32_t* size, uint32_t) noexcept {
-  if (size != nullptr) *size = 0;
-  return nullptr;
+void* MPG_GetImageBMP(const char* inputPath, uint32_t second, uint32_t* size,
+                      uint32_t height) noexcept {
+  uint32_t bytes = 0;
+  void* const bitmap = inputPath == nullptr || size == nullptr ? nullptr : ValueOf([&] {
+    return GrabBitmapBySecond({inputPath, static_cast<int32_t>(height)}, second, bytes);
+  });
+  if (size != nullptr) *size = bitmap == nullptr ? 0 : bytes;
+  return bitmap;
 }
 
-uint8_t MPG_GetImageJPG(const char*, const char*, uint32_t, uint32_t) noexcept {
-  return 0;
+uint8_t MPG_GetImageJPG(const char* inputPath, const char* outputPath, uint32_t second,
+                        uint32_t height) noexcept {
+  if (inputPath == nullptr || outputPath == nullptr) return 0;
+  return ValueOf([&] {
+    return GrabJpegBySecond({inputPath, static_cast<int32_t>(height)}, second, outputPath);
+  });
 }

@@ -15,10 +15,11 @@ template <auto Free>
 struct Deleter {
   template <class T>
   void operator()(T* object) const noexcept {
-    if constexpr (std::is_invocable_v<decltype(Free), T**>) {
-      Free(&object);
-    } else {
+    // In this order: a function that takes any pointer takes the address of one, too.
+    if constexpr (std::is_invocable_v<decltype(Free), T*>) {
       Free(object);
+    } else {
+      Free(&object);
     }
   }
 };
@@ -26,6 +27,7 @@ struct Deleter {
 using PacketPtr = std::unique_ptr<AVPacket, Deleter<av_packet_free>>;
 using FramePtr = std::unique_ptr<AVFrame, Deleter<av_frame_free>>;
 using CodecPtr = std::unique_ptr<AVCodecContext, Deleter<avcodec_free_context>>;
+using ScalerPtr = std::unique_ptr<SwsContext, Deleter<sws_freeContext>>;
 using InputFormatPtr = std::unique_ptr<AVFormatContext, Deleter<avformat_close_input>>;
 using OutputFormatPtr = std::unique_ptr<AVFormatContext, Deleter<avformat_free_context>>;
 

@@ -14,6 +14,9 @@ bool IsSameFile(const char* path, const char* otherPath) noexcept;
 /// may well be one of them.
 void RemoveFile(const char* path) noexcept;
 
+/// Bytes of a regular file; 0 when there is none of that name.
+std::uint64_t FileSize(const char* path) noexcept;
+
 /// Asks the file system to set space aside for a file that is about to be written, without changing
 /// its size: it can then lie in one piece, and writing it costs less. True when it did.
 bool ReserveSpace(const char* path, std::int64_t bytes) noexcept;

@@ -41,6 +41,12 @@ void RemoveFile(const char* path) noexcept {
   if (S_ISREG(file.st_mode) || S_ISLNK(file.st_mode)) unlink(path);
 }
 
+std::uint64_t FileSize(const char* path) noexcept {
+  struct stat file = {};
+  if (stat(path, &file) != 0 || !S_ISREG(file.st_mode)) return 0;
+  return static_cast<std::uint64_t>(file.st_size);
+}
+
 bool ReserveSpace(const char* path, std::int64_t bytes) noexcept {
 #if defined(__linux__)
   const FileDescriptor file(path);

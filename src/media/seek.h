@@ -1,0 +1,19 @@
+// Moving a video input to a time.
+#pragma once
+
+#include <cstdint>
+
+#include "media/input.h"
+
+namespace mpg {
+
+/// A time from the beginning of a stream as its time stamp.
+std::int64_t TimeStampAt(const AVStream& stream, std::uint32_t second);
+
+/// Moves to the key frame at or before a second of the stream's own time and empties the decoder.
+/// Where the demuxer can't, it tries earlier seconds, 60 in all. The last seek's result: negative
+/// when all failed, -1 when there was no earlier second left.
+int SeekVideoToSecond(const Input& input, AVCodecContext& decoder, const AVStream& stream,
+                      std::uint32_t second);
+
+}  // namespace mpg

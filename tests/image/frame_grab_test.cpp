@@ -1,0 +1,245 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdint>
+#include <cstdlib>
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "mpg/mpg.h"
+#include "support/host.h"
+#include "support/media.h"
+#include "support/process.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+bool Grab(const std::string& video, const std::string& output, int position = 0, int height = 0,
+          ImageFormat format = MPG_IMAGE_PPM) {
+  return MPG_GetImageP(format, video.c_str(), output.c_str(), position, height, 75) == 1;
+}
+
+struct Bitmap {
+  std::unique_ptr<unsigned char, decltype(&std::free)> block{nullptr, std::free};
+  std::uint32_t size = 4711;
+};
+
+Bitmap GrabBitmap(const std::string& video, std::uint32_t second, std::uint32_t height = 0) {
+  Bitmap bitmap;
+  bitmap.block.reset(
+      static_cast<unsigned char*>(MPG_GetImageBMP(video.c_str(), second, &bitmap.size, height)));
+  return bitmap;
+}
+
+// The pixels of a picture file as red, green, blue, read by the ffmpeg program.
+std::string Pixels(const std::string& path, const std::string& options = "") {
+  const std::string raw = path + ".rgb";
+  test::RunProgram("ffmpeg -v error -y " + options + " -i " + test::Quoted(path) +
+                   " -frames:v 1 -pix_fmt rgb24 -f rawvideo " + test::Quoted(raw));
+  const std::string pixels = test::ReadBytes(raw);
+  fs::remove(raw);
+  return pixels;
+}
+
+// Peak signal-to-noise ratio in decibels; 0 for pictures of different size.
+double Psnr(const std::string& a, const std::string& b) {
+  if (a.size() != b.size() || a.empty()) return 0;
+  double squares = 0;
+  for (std::size_t i = 0; i < a.size(); ++i) {
+    const int difference = static_cast<unsigned char>(a[i]) - static_cast<unsigned char>(b[i]);
+    squares += difference * difference;
+  }
+  return 10 * std::log10(255.0 * 255.0 * static_cast<double>(a.size()) / (squares + 1e-9));
+}
+
+// 100 pictures, 25 a second, key pictures at regular distances. The left half is a grey that tells
+// how many tens of pictures came before, the right half is white.
+std::string NumberedVideo(const std::string& name, const std::string& options) {
+  return test::MakeMedia(name,
+                         "-f lavfi -i nullsrc=size=64x48:rate=25:duration=4 "
+                         "-vf \"geq=lum='if(lt(X,32),16+20*floor(N/10),235)':cb=128:cr=128\" "
+                         "-c:v libx264 -qp 4 -sc_threshold 0 " +
+                             options);
+}
+
+int NumberOf(unsigned char grey) {
+  return 10 * static_cast<int>(std::lround(grey * 219.0 / 255.0 / 20.0));
+}
+
+// The first picture of the ten that look like the one in a file.
+int NumberIn(const std::string& path) {
+  const std::string pixels = Pixels(path);
+  return pixels.size() < 9216 ? -1
+                              : NumberOf(static_cast<unsigned char>(pixels[(24 * 64 + 16) * 3]));
+}
+
+int NumberIn(const Bitmap& bitmap) {
+  return bitmap.block == nullptr ? -1 : NumberOf(bitmap.block.get()[58 + (24 * 64 + 16) * 3]);
+}
+
+TEST(FrameGrab, TakesTheFirstPictureOfEveryContainerAndCodec) {
+  const test::ScratchFolder folder;
+  const std::string source = "-f lavfi -i testsrc2=size=322x242:rate=25:duration=1 ";
+  struct Case {
+    const char* name;
+    const char* options;
+  };
+  constexpr Case kCases[] = {
+      {"h264.mp4", "-c:v libx264 -bf 2"},
+      {"h264.mkv", "-c:v libx264 -bf 2"},
+      {"h264.flv", "-c:v libx264 -bf 2"},
+      {"h264.ts", "-c:v libx264 -bf 2"},
+      {"hevc.mp4", "-c:v libx265 -preset ultrafast -x265-params log-level=0"},
+      {"vp9.webm", "-c:v libvpx-vp9 -deadline realtime -cpu-used 8"},
+      {"mpeg4.avi", "-c:v mpeg4 -q:v 3 -bf 2"},
+  };
+  for (const Case& c : kCases) {
+    const std::string video = test::MakeMedia(c.name, source + c.options);
+    const std::string output = folder / "picture.ppm";
+    ASSERT_TRUE(Grab(video, output)) << c.name;
+    EXPECT_GT(Psnr(Pixels(output), Pixels(video)), 28) << c.name;
+  }
+}
+
+TEST(FrameGrab, PassesOverPicturesOfOneColour) {
+  const test::ScratchFolder folder;
+  // A second of black, then pictures; a key picture every 5.
+  const std::string video = test::MakeMedia(
+      "late.mp4",
+      "-f lavfi -i color=black:size=64x48:rate=25:duration=1 -f lavfi -i "
+      "testsrc2=size=64x48:rate=25:duration=1 -filter_complex concat -c:v libx264 -g 5 -bf 0");
+  ASSERT_TRUE(Grab(video, folder / "a.ppm"));
+  EXPECT_GT(Psnr(Pixels(folder / "a.ppm"), Pixels(video, "-ss 1")), 24);
+
+  const std::string black =
+      test::MakeMedia("black.mp4", "-f lavfi -i color=black:size=64x48:duration=2 -c:v libx264");
+  test::WriteBytes(folder / "b.ppm", "stood here before");
+  EXPECT_FALSE(Grab(black, folder / "b.ppm"));
+  EXPECT_FALSE(fs::exists(folder / "b.ppm"));
+}
+
+TEST(FrameGrab, TakesTheFirstKeyPictureBehindAPosition) {
+  const test::ScratchFolder folder;
+  const std::string video = NumberedVideo("number-10.mp4", "-g 10 -bf 2");
+  struct Case {
+    std::int32_t percent100, position;
+    int picture;
+  };
+  for (const Case& c : {Case{100, 0, 0}, Case{100, 1, 10}, Case{100, 50, 50}, Case{100, 51, 60},
+                        Case{1000, 333, 40}, Case{100, -3, 0}}) {
+    const test::Percent100Is scale(c.percent100);
+    ASSERT_TRUE(Grab(video, folder / "a.ppm", c.position)) << c.position;
+    EXPECT_EQ(NumberIn(folder / "a.ppm"), c.picture) << c.position;
+  }
+  EXPECT_FALSE(Grab(video, folder / "a.ppm", 95)) << "no key picture is left";
+  EXPECT_FALSE(fs::exists(folder / "a.ppm"));
+}
+
+TEST(FrameGrab, NeedsALengthOnlyBehindTheStart) {
+  const test::ScratchFolder folder;
+  const std::string raw = test::MakeMedia("raw.h264", "-i " + test::H264Video() + " -c copy");
+  EXPECT_TRUE(Grab(raw, folder / "a.ppm"));
+  EXPECT_FALSE(Grab(raw, folder / "a.ppm", 50));
+}
+
+TEST(FrameGrab, SamplesEvery20thPictureAroundASecond) {
+  const test::ScratchFolder folder;
+  // Key pictures at 0 and 2 s, so that samples are 0, 20, 40 ... or 50, 70, 90.
+  const std::string video = NumberedVideo("number-50.mp4", "-g 50 -bf 0");
+  struct Case {
+    std::uint32_t second;
+    int inMemory, inFile;
+  };
+  for (const Case& c :
+       {Case{0, 0, 0},    // the first sample is there already
+        Case{1, 20, 40},  // the last before the time, the first behind it
+        Case{2, 50, 50}, Case{3, 70, 90}, Case{9, 90, 90}}) {  // behind the end: the last sample
+    EXPECT_EQ(NumberIn(GrabBitmap(video, c.second)), c.inMemory) << c.second;
+    const std::string output = folder / "a.jpg";
+    ASSERT_EQ(MPG_GetImageJPG(video.c_str(), output.c_str(), c.second, 0), 1);
+    EXPECT_EQ(NumberIn(output), c.inFile) << c.second;
+  }
+}
+
+TEST(FrameGrab, CountsSecondsFromTheStreamsStart) {
+  // Transport streams are sought by time alone: the next key picture, 80, is the first to come out.
+  const std::string late =
+      test::MakeMedia("late.ts", "-i " + NumberedVideo("number-10.mp4", "-g 10 -bf 2") +
+                                     " -c copy -output_ts_offset 40000");
+  EXPECT_EQ(NumberIn(GrabBitmap(late, 3)), 80);
+}
+
+TEST(FrameGrab, ScalesByHeightToAWidthOfWholeFours) {
+  const test::ScratchFolder folder;
+  struct Case {
+    const char *size, *header;
+    int height;
+  };
+  for (const Case& c :
+       {Case{"854x480", "P6\n428 240\n", 240}, Case{"1920x1080", "P6\n160 90\n", 90},
+        Case{"161x121", "P6\n161 121\n", 0}}) {
+    const std::string video = test::MakeMedia(
+        std::string(c.size) + ".mkv",
+        "-f lavfi -i testsrc=duration=0.2:size=" + std::string(c.size) + " -c:v ffv1");
+    ASSERT_TRUE(Grab(video, folder / "a.ppm", 0, c.height));
+    EXPECT_TRUE(test::ReadBytes(folder / "a.ppm").starts_with(c.header)) << c.size;
+  }
+}
+
+TEST(FrameGrab, FailsWithoutAPictureAndDeletesWhatItPromises) {
+  const test::ScratchFolder folder;
+  const std::string video = test::H264Video();
+  const std::string whole = test::ReadBytes(video);
+  test::WriteBytes(folder / "text.mp4", std::string(5000, 'a') + "\n");
+  test::WriteBytes(folder / "cut.mp4", whole.substr(0, whole.size() / 2));
+  // The pictures' bytes are gone, the index is whole.
+  std::string noise = test::ReadBytes(NumberedVideo("start.mp4", "-movflags +faststart"));
+  for (std::size_t i = noise.find("mdat") + 4; i < noise.size(); ++i)
+    noise[i] = static_cast<char>(i * 7);
+  test::WriteBytes(folder / "noise.mp4", noise);
+  const std::string output = folder / "out";
+
+  struct Case {
+    std::string video;
+    int height;
+    ImageFormat format;
+  };
+  for (const Case& c :
+       {Case{folder / "missing.mp4", 0, 0}, Case{folder / "", 0, 0},
+        Case{folder / "text.mp4", 0, 0}, Case{folder / "cut.mp4", 0, 0},
+        Case{folder / "noise.mp4", 0, 0}, Case{test::AacAudio(), 0, 0}, Case{video, -1, 0},
+        Case{video, 2147483647, 0}, Case{video, 60000, 0}, Case{video, 0, 3}}) {
+    SCOPED_TRACE(c.video + " " + std::to_string(c.height));
+    test::WriteBytes(output, "stood here before");
+    EXPECT_FALSE(Grab(c.video, output, 0, c.height, c.format));
+    EXPECT_FALSE(fs::exists(output));
+    if (c.format == 3) continue;
+
+    test::WriteBytes(output, "stood here before");
+    const auto height = static_cast<std::uint32_t>(c.height);
+    EXPECT_EQ(MPG_GetImageJPG(c.video.c_str(), output.c_str(), 1, height), 0);
+    EXPECT_EQ(test::ReadBytes(output), "stood here before");
+    const Bitmap bitmap = GrabBitmap(c.video, 1, height);
+    EXPECT_EQ(bitmap.block, nullptr);
+    EXPECT_EQ(bitmap.size, 0u);
+  }
+}
+
+TEST(FrameGrab, SparesFoldersAndItsInput) {
+  const test::ScratchFolder folder;
+  fs::copy_file(test::H264Video(), folder / "v.mp4");
+  fs::create_hard_link(folder / "v.mp4", folder / "hard.mp4");
+  fs::create_directory(folder / "sub");
+  for (const std::string& output : {folder / "v.mp4", folder / "hard.mp4", folder / "sub"}) {
+    EXPECT_FALSE(Grab(folder / "v.mp4", output)) << output;
+    EXPECT_EQ(MPG_GetImageJPG((folder / "v.mp4").c_str(), output.c_str(), 0, 0), 0) << output;
+    EXPECT_TRUE(fs::exists(output));
+  }
+  EXPECT_EQ(test::ReadBytes(folder / "v.mp4"), test::ReadBytes(test::H264Video()));
+  EXPECT_FALSE(Grab(folder / "v.mp4", folder / "no folder/a.ppm"));
+}
+
+}  // namespace

@@ -1,0 +1,161 @@
+#include "image/image_files.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <cstdio>
+#include <filesystem>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "jpeg_scalar_model.h"
+#include "test_pictures.h"
+
+namespace mpg::test {
+namespace {
+
+namespace fs = std::filesystem;
+
+const char* const kFullDevice = "/dev/full";
+
+Bytes TextBytes(const std::string& text) {
+  return Bytes(text.begin(), text.end());
+}
+
+class ImageFiles : public testing::Test {
+ protected:
+  void SetUp() override { fs::remove(path_); }
+  void TearDown() override { fs::remove(path_); }
+
+  const std::string path_ = testing::TempDir() + "mpg_image_file";
+  const std::string nowhere_ = testing::TempDir() + "mpg_no_such_folder/image";
+};
+
+TEST_F(ImageFiles, PpmIsItsHeaderAndThePixelsAsTheyAre) {
+  const Picture picture{3, 1, {255, 0, 0, 10, 13, 26, 7, 8, 9}};
+  ASSERT_TRUE(WritePpmImage(path_.c_str(), picture.View()));
+  Bytes expected = TextBytes("P6\n3 1\n255\n");
+  expected.insert(expected.end(), picture.pixels.begin(), picture.pixels.end());
+  EXPECT_EQ(ReadFile(path_), expected);
+}
+
+TEST_F(ImageFiles, BmpStoresRowsTopFirstUnpaddedBlueGreenRed) {
+  const Picture picture{1, 3, {255, 0, 0, 10, 13, 26, 7, 8, 9}};
+  ASSERT_TRUE(WriteBmpImage(path_.c_str(), picture.View()));
+  const Bytes expected = {
+      'B', 'M', 63,  0,  0,  0,  0, 0, 0,    0,    54,   0,    0, 0,         // file header
+      40,  0,   0,   0,  1,  0,  0, 0, 0xfd, 0xff, 0xff, 0xff, 1, 0, 24, 0,  // sizes
+      0,   0,   0,   0,  9,  0,  0, 0, 0,    0,    0,    0,    0, 0, 0,  0,
+      0,   0,   0,   0,  0,  0,  0, 0,  //
+      0,   0,   255, 26, 13, 10, 9, 8, 7};
+  EXPECT_EQ(ReadFile(path_), expected);
+}
+
+TEST_F(ImageFiles, BmpKeepsEveryPixelOfALargePicture) {
+  const Picture picture = MakeNoisePicture(211, 101);
+  ASSERT_TRUE(WriteBmpImage(path_.c_str(), picture.View()));
+  const Bytes file = ReadFile(path_);
+  ASSERT_EQ(file.size(), 54 + picture.pixels.size());
+  for (std::size_t i = 0; i < picture.pixels.size(); ++i) {
+    ASSERT_EQ(file[54 + i], picture.pixels[i - i % 3 + 2 - i % 3]) << i;
+  }
+}
+
+TEST_F(ImageFiles, JpegIsTheEncodersFileAtTheGivenQuality) {
+  struct Case {
+    std::uint32_t given;
+    int used;
+  };
+  const Picture picture = MakeNoisePicture(161, 90);
+  for (const Case& c : {Case{0, 0}, Case{75, 75}, Case{100, 100}, Case{101, 90}, Case{256 + 5, 90},
+                        Case{4'000'000'000, 90}}) {
+    ASSERT_TRUE(WriteJpegImage(path_.c_str(), picture.View(), c.given));
+    EXPECT_EQ(ReadFile(path_),
+              EncodeWithModel(picture.pixels, picture.width, picture.height, c.used))
+        << c.given;
+  }
+}
+
+TEST_F(ImageFiles, JpegCountsSidesModulo65536) {
+  const Picture picture = MakeNoisePicture(65538, 3);
+  ASSERT_TRUE(WriteJpegImage(path_.c_str(), picture.View(), 90));
+  EXPECT_EQ(ReadFile(path_), EncodeWithModel(picture.pixels, 2, 3, 90));
+}
+
+TEST_F(ImageFiles, JpegRefusesAnEmptyPictureAndWritesTheNextOne) {
+  const Picture picture = MakeShadedPicture(20, 20);
+  for (const RgbImage& refused :
+       {RgbImage{nullptr, 8, 8}, RgbImage{picture.pixels.data(), 0, 8},
+        RgbImage{picture.pixels.data(), 65536, 8}, RgbImage{picture.pixels.data(), 8, -1}}) {
+    EXPECT_FALSE(WriteJpegImage(path_.c_str(), refused, 90));
+    EXPECT_EQ(ReadFile(path_), Bytes());
+  }
+  EXPECT_TRUE(WriteJpegImage(path_.c_str(), picture.View(), 90));
+  EXPECT_EQ(ReadFile(path_), EncodeWithModel(picture.pixels, 20, 20, 90));
+}
+
+TEST_F(ImageFiles, JpegWritesAgainAfterAFailure) {
+  const Picture picture = MakeNoisePicture(200, 100);
+  const Bytes whole = EncodeWithModel(picture.pixels, 200, 100, 90);
+
+  EXPECT_FALSE(WriteJpegImage(nowhere_.c_str(), picture.View(), 90));
+  EXPECT_TRUE(WriteJpegImage(path_.c_str(), picture.View(), 90));
+  EXPECT_EQ(ReadFile(path_), whole);
+
+  if (!fs::exists(kFullDevice)) GTEST_SKIP() << "no full device";
+  EXPECT_TRUE(WriteJpegImage(kFullDevice, picture.View(), 90)) << "lost bytes are not reported";
+  JpegByteSink(0x55);  // no file is open: must not reach the next one
+  EXPECT_TRUE(WriteJpegImage(path_.c_str(), picture.View(), 90));
+  EXPECT_EQ(ReadFile(path_), whole);
+}
+
+using Write = std::function<bool(const char*, const RgbImage&)>;
+
+const std::vector<Write> kPlainWriters = {WritePpmImage, WriteBmpImage};
+
+TEST_F(ImageFiles, AShorterFileReplacesALongerOne) {
+  const Picture large = MakeNoisePicture(40, 40);
+  const Picture small = MakeNoisePicture(4, 4);
+  std::vector<Write> writers = kPlainWriters;
+  writers.push_back(
+      [](const char* path, const RgbImage& image) { return WriteJpegImage(path, image, 90); });
+  for (const Write& write : writers) {
+    fs::remove(path_);
+    ASSERT_TRUE(write(path_.c_str(), small.View()));
+    const Bytes alone = ReadFile(path_);
+    ASSERT_TRUE(write(path_.c_str(), large.View()));
+    ASSERT_TRUE(write(path_.c_str(), small.View()));
+    EXPECT_EQ(ReadFile(path_), alone);
+  }
+}
+
+TEST_F(ImageFiles, PpmAndBmpFailWhereNoFileCanBe) {
+  const Picture picture = MakeShadedPicture(4, 4);
+  for (const Write& write : kPlainWriters) {
+    EXPECT_FALSE(write(nowhere_.c_str(), picture.View()));
+    EXPECT_FALSE(write(testing::TempDir().c_str(), picture.View()));
+  }
+}
+
+TEST_F(ImageFiles, PpmAndBmpOpenNoFileForPicturesThatCannotBe) {
+  const std::uint8_t pixel[3] = {};
+  for (const RgbImage& image :
+       {RgbImage{nullptr, 1, 1}, RgbImage{pixel, -1, 1}, RgbImage{pixel, -1, -1},
+        RgbImage{pixel, 65536, 65536}, RgbImage{pixel, 37838, 37838}}) {
+    for (const Write& write : kPlainWriters) {
+      EXPECT_FALSE(write(path_.c_str(), image));
+      EXPECT_FALSE(fs::exists(path_));
+    }
+  }
+}
+
+TEST_F(ImageFiles, OnlyPpmReportsAFullDevice) {
+  if (!fs::exists(kFullDevice)) GTEST_SKIP() << "no full device";
+  const Picture picture = MakeNoisePicture(300, 200);
+  EXPECT_FALSE(WritePpmImage(kFullDevice, picture.View()));
+  EXPECT_TRUE(WriteBmpImage(kFullDevice, picture.View()));
+}
+
+}  // namespace
+}  // namespace mpg::test

@@ -1,0 +1,57 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <fstream>
+#include <iterator>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "image/rgb_image.h"
+
+namespace mpg::test {
+
+using Bytes = std::vector<std::uint8_t>;
+
+// A picture that owns its pixels.
+struct Picture {
+  int width;
+  int height;
+  Bytes pixels;
+
+  RgbImage View() const { return {pixels.data(), width, height}; }
+};
+
+// `colour(x, y, channel)` gives each byte.
+template <typename Colour>
+Picture MakePicture(int width, int height, Colour colour) {
+  Picture picture{width, height, {}};
+  for (int y = 0; y < height; ++y) {
+    for (int x = 0; x < width; ++x) {
+      for (int channel = 0; channel < 3; ++channel) {
+        picture.pixels.push_back(static_cast<std::uint8_t>(colour(x, y, channel)));
+      }
+    }
+  }
+  return picture;
+}
+
+inline Picture MakeNoisePicture(int width, int height, unsigned seed = 1) {
+  std::mt19937 random(seed);
+  return MakePicture(width, height, [&](int, int, int) { return random() & 0xff; });
+}
+
+// Smooth shades with a fine pattern, as a photograph has.
+inline Picture MakeShadedPicture(int width, int height) {
+  return MakePicture(width, height, [](int x, int y, int channel) {
+    return 40 + channel * 30 + (x * (3 - channel) + y * (1 + channel)) / 3 % 120 + (x ^ y) % 9;
+  });
+}
+
+inline Bytes ReadFile(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  return Bytes(std::istreambuf_iterator<char>(file), {});
+}
+
+}  // namespace mpg::test
