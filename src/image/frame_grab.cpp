@@ -1,8 +1,8 @@
 #include "image/frame_grab.h"
 
-#include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <optional>
 #include <utility>
 
 #include "core/progress.h"
@@ -97,23 +97,77 @@ std::int64_t EstimatedTime(const AVStream& stream, std::int64_t number) {
   return static_cast<std::int64_t>(frame * static_cast<double>(number) / tick);
 }
 
-bool IsPredicted(const AVFrame& picture) {
-  return picture.pict_type == AV_PICTURE_TYPE_P || picture.pict_type == AV_PICTURE_TYPE_B;
-}
+// Finds the first picture that is worth to be shown.
+class PosterSearch {
+ public:
+  PosterSearch(VideoSource& source, int height)
+      : decoder_(source.Decoder()),
+        converter_(decoder_.width, decoder_.height, height),
+        skipsPredicted_(CanSkipPredicted(source)) {
+    if (skipsPredicted_) decoder_.skip_frame = AVDISCARD_NONINTRA;
+  }
+
+  // Decodes a packet; the picture, if that brought it to light. Throws Error when too many packets
+  // brought no picture at all.
+  std::optional<RgbImage> Try(const AVPacket& packet) {
+    const Decoded decoded = Decode(decoder_, packet, *picture_);
+    if (decoded == Decoded::kPicture) {
+      if (const auto image = ImageOfPicture()) return image;
+    } else if (decoded == Decoded::kError || !skipsPredicted_) {
+      if (++fruitless_ > kFruitlessPackets) throw Error(AVERROR_UNKNOWN);
+    }
+    const bool isKey = (packet.flags & AV_PKT_FLAG_KEY) != 0;
+    return skipsPredicted_ && isKey ? TryHeldBack() : std::nullopt;
+  }
+
+ private:
+  static constexpr int kFruitlessPackets = 251;
+
+  // These decoders pass over predicted pictures without decoding them, which is nearly all the work
+  // between two others. A field may be predicted from the other one of its own picture.
+  static bool CanSkipPredicted(const VideoSource& source) {
+    const AVCodecParameters& parameters = *source.Stream().codecpar;
+    return (parameters.codec_id == AV_CODEC_ID_H264 || parameters.codec_id == AV_CODEC_ID_HEVC) &&
+           parameters.field_order == AV_FIELD_PROGRESSIVE;
+  }
+
+  // Without predicted pictures behind it nothing pushes a picture out that waits for its turn.
+  std::optional<RgbImage> TryHeldBack() {
+    std::optional<RgbImage> image;
+    avcodec_send_packet(&decoder_, nullptr);
+    while (!image && avcodec_receive_frame(&decoder_, picture_.get()) >= 0) {
+      image = ImageOfPicture();
+    }
+    avcodec_flush_buffers(&decoder_);
+    return image;
+  }
+
+  std::optional<RgbImage> ImageOfPicture() {
+    if (picture_->pict_type == AV_PICTURE_TYPE_P || picture_->pict_type == AV_PICTURE_TYPE_B) {
+      return std::nullopt;
+    }
+    const RgbImage image = converter_.Convert(*picture_);
+    if (IsUniformImage(image)) return std::nullopt;
+    return image;
+  }
+
+  AVCodecContext& decoder_;
+  RgbConverter converter_;
+  const bool skipsPredicted_;
+  const FramePtr picture_ = MakeFrame();
+  int fruitless_ = 0;
+};
 
 bool TryGrabByPercent(const GrabRequest& request, ImageFormat format, const char* outputPath,
                       std::int32_t position, std::uint32_t quality) {
-  constexpr int kFruitlessPackets = 251;
   VideoSource source(request.inputPath);
   const std::int64_t duration = DurationMark(source);
   if (duration == 0) throw Error(AVERROR_UNKNOWN);
   // Without a length no packet reaches a position behind the start.
   if (!IsKnown(duration) && position > 0) throw Error(AVERROR_EOF);
-  RgbConverter converter(source.Decoder().width, source.Decoder().height, request.height);
 
+  PosterSearch search(source, request.height);
   const PacketPtr packet = MakePacket();
-  const FramePtr picture = MakeFrame();
-  int fruitless = 0;
   for (std::int64_t number = 0;; ++number) {
     Check(source.Read(*packet));
     if (position != 0 && IsKnown(duration)) {
@@ -121,13 +175,9 @@ bool TryGrabByPercent(const GrabRequest& request, ImageFormat format, const char
           IsKnown(packet->pts) ? packet->pts : EstimatedTime(source.Stream(), number);
       if (PercentOf(time, duration) < position) continue;
     }
-    if (Decode(source.Decoder(), *packet, *picture) != Decoded::kPicture) {
-      if (++fruitless > kFruitlessPackets) throw Error(AVERROR_UNKNOWN);
-      continue;
+    if (const auto image = search.Try(*packet)) {
+      return WriteImage(*image, format, outputPath, quality);
     }
-    if (IsPredicted(*picture)) continue;
-    const RgbImage image = converter.Convert(*picture);
-    if (!IsUniformImage(image)) return WriteImage(image, format, outputPath, quality);
   }
 }
 
