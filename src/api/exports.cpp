@@ -14,6 +14,7 @@
 #include "probe/merge_decision.h"
 #include "probe/output_formats.h"
 #include "remux/av_join.h"
+#include "transcode/mp3_convert.h"
 
 using namespace mpg;
 
@@ -93,8 +94,12 @@ int32_t FLV_FixDuration(const char*) noexcept {
   return AVERROR(ENOSYS);
 }
 
-int32_t MP3_Convert(const char*, const char*, int32_t, ProgressCallback, uint64_t) noexcept {
-  return AVERROR(ENOSYS);
+int32_t MP3_Convert(const char* inputPath, const char* outputPath, int32_t requestedBitRate,
+                    ProgressCallback callback, uint64_t context) noexcept {
+  return ResultOf([&] {
+    RequireArguments(inputPath, outputPath);
+    ConvertToMp3(inputPath, outputPath, requestedBitRate, Progress(callback, context));
+  });
 }
 
 int32_t MPG_Transcode(const HostString*, const HostString*, const TranscodeParams*,

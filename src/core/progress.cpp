@@ -29,12 +29,12 @@ std::int64_t PercentOf(std::int64_t position, std::int64_t total) noexcept {
 }
 
 Answer Progress::ReportRise(std::int64_t percent) {
-  if (percent <= last_) return Answer::kGoOn;
+  if (!IsRise(percent)) return Answer::kGoOn;
   return Report(static_cast<std::int32_t>(percent));
 }
 
 Answer Progress::ReportRiseClamped(std::int64_t percent) {
-  if (percent <= last_) return Answer::kGoOn;
+  if (!IsRise(percent)) return Answer::kGoOn;
   return Report(std::min(static_cast<std::int32_t>(percent), Percent100()));
 }
 

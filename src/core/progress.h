@@ -28,7 +28,10 @@ class Progress {
 
   bool HasListener() const noexcept { return callback_ != nullptr; }
 
-  /// Reports a percent only when it is greater than the last one reported (0 at first).
+  /// True for a percent greater than the last one reported (0 at first).
+  bool IsRise(std::int64_t percent) const noexcept { return percent > last_; }
+
+  /// Reports a percent only when it is a rise.
   Answer ReportRise(std::int64_t percent);
 
   /// The same, but what is reported and remembered never exceeds percent100: a percent beyond it

@@ -2,14 +2,44 @@
 
 namespace mpg {
 
-CodecPtr OpenDecoder(const AVCodecParameters& parameters) {
-  const AVCodec* const codec = avcodec_find_decoder(parameters.codec_id);
+namespace {
+
+CodecPtr MakeContext(const AVCodec* codec) {
   if (codec == nullptr) throw Error(AVERROR_UNKNOWN);
-  CodecPtr decoder(avcodec_alloc_context3(codec));
-  if (decoder == nullptr) throw Error(AVERROR_UNKNOWN);
+  CodecPtr context(avcodec_alloc_context3(codec));
+  if (context == nullptr) throw Error(AVERROR_UNKNOWN);
+  return context;
+}
+
+CodecPtr OpenDecoder(const AVCodecParameters& parameters, AVRational packetTimeBase) {
+  CodecPtr decoder = MakeContext(avcodec_find_decoder(parameters.codec_id));
   Check(avcodec_parameters_to_context(decoder.get(), &parameters));
-  Check(avcodec_open2(decoder.get(), codec, nullptr));
+  decoder->pkt_timebase = packetTimeBase;
+  Check(avcodec_open2(decoder.get(), decoder->codec, nullptr));
   return decoder;
+}
+
+}  // namespace
+
+CodecPtr OpenDecoder(const AVCodecParameters& parameters) {
+  return OpenDecoder(parameters, {0, 1});
+}
+
+CodecPtr OpenDecoder(const AVStream& stream) {
+  return OpenDecoder(*stream.codecpar, stream.time_base);
+}
+
+CodecPtr MakeEncoder(AVCodecID codecId) {
+  return MakeContext(avcodec_find_encoder(codecId));
+}
+
+void OpenEncoder(AVCodecContext& encoder, const AVOutputFormat& muxer, AVStream& target) {
+  if ((muxer.flags & AVFMT_GLOBALHEADER) != 0) encoder.flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
+  Check(avcodec_open2(&encoder, encoder.codec, nullptr));
+  const std::uint32_t tag = target.codecpar->codec_tag;
+  Check(avcodec_parameters_from_context(target.codecpar, &encoder));
+  target.codecpar->codec_tag = tag;
+  target.time_base = encoder.time_base;
 }
 
 int DecodedChannels(const AVCodecParameters& parameters) try {

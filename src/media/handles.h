@@ -28,6 +28,8 @@ using PacketPtr = std::unique_ptr<AVPacket, Deleter<av_packet_free>>;
 using FramePtr = std::unique_ptr<AVFrame, Deleter<av_frame_free>>;
 using CodecPtr = std::unique_ptr<AVCodecContext, Deleter<avcodec_free_context>>;
 using ScalerPtr = std::unique_ptr<SwsContext, Deleter<sws_freeContext>>;
+using ResamplerPtr = std::unique_ptr<SwrContext, Deleter<swr_free>>;
+using AudioFifoPtr = std::unique_ptr<AVAudioFifo, Deleter<av_audio_fifo_free>>;
 using InputFormatPtr = std::unique_ptr<AVFormatContext, Deleter<avformat_close_input>>;
 using OutputFormatPtr = std::unique_ptr<AVFormatContext, Deleter<avformat_free_context>>;
 

@@ -9,10 +9,10 @@
 namespace mpg {
 namespace {
 
-AVStream* AddTwin(Output& output, const AVStream& source) {
-  const AVCodec* const encoder = avcodec_find_encoder(source.codecpar->codec_id);
-  if (encoder == nullptr) throw Error(AVERROR_UNKNOWN);
-  AVStream* const target = output.AddStream(encoder);
+// The codec itself isn't used; it shows that FFmpeg knows the stream's kind.
+AVStream* AddTwin(Output& output, const AVStream& source, const AVCodec* codec) {
+  if (codec == nullptr) throw Error(AVERROR_UNKNOWN);
+  AVStream* const target = output.AddStream(codec);
   Check(avcodec_parameters_copy(target->codecpar, source.codecpar));
   // Tags differ between containers; the muxer knows its own.
   target->codecpar->codec_tag = 0;
@@ -34,13 +34,23 @@ void CopyPresentation(const AVStream& source, AVStream& target) {
   }
 }
 
-}  // namespace
-
-CopiedStream AddCopiedVideoStream(Output& output, const Input& input) {
+CopiedStream AddVideoTwin(Output& output, const Input& input,
+                          const AVCodec* (*findCodec)(AVCodecID)) {
   AVStream* const source = FindFirstStream(input.Context(), AVMEDIA_TYPE_VIDEO);
   if (source == nullptr) throw Error(MPG_ERR_VIDEO_STREAM_NOT_FOUND);
-  AVStream* const target = AddTwin(output, *source);
+  AVStream* const target = AddTwin(output, *source, findCodec(source->codecpar->codec_id));
   CopyPresentation(*source, *target);
+  return {source, target};
+}
+
+}  // namespace
+
+CopiedStream AddDecodableVideoStream(Output& output, const Input& input) {
+  return AddVideoTwin(output, input, avcodec_find_decoder);
+}
+
+CopiedStream AddCopiedVideoStream(Output& output, const Input& input) {
+  const auto [source, target] = AddVideoTwin(output, input, avcodec_find_encoder);
   // AVI counts pictures, so its time base must be the time of one. Other muxers overrule it.
   const AVRational rate = source->avg_frame_rate;
   if (target->codecpar->codec_id == AV_CODEC_ID_VP9 && rate.num != 0 && rate.den != 0) {
@@ -53,7 +63,8 @@ CopiedStream AddCopiedAudioStream(Output& output, const Input& input) {
   const int index = FindCopiableAudioStream(input.Context());
   if (index < 0) throw Error(MPG_ERR_AUDIO_STREAM_NOT_FOUND);
   AVStream* const source = input.Streams()[static_cast<std::size_t>(index)];
-  AVStream* const target = AddTwin(output, *source);
+  AVStream* const target =
+      AddTwin(output, *source, avcodec_find_encoder(source->codecpar->codec_id));
   target->duration = source->duration;
   target->time_base = source->time_base;
   target->sample_aspect_ratio = source->codecpar->sample_aspect_ratio;

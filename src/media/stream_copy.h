@@ -17,6 +17,9 @@ struct CopiedStream {
 /// made; else FFmpeg's code.
 CopiedStream AddCopiedVideoStream(Output& output, const Input& input);
 
+/// The same, but AVERROR_UNKNOWN when FFmpeg has no decoder for the codec.
+CopiedStream AddDecodableVideoStream(Output& output, const Input& input);
+
 /// Adds a twin of the input's usable audio stream. Throws as above, with
 /// MPG_ERR_AUDIO_STREAM_NOT_FOUND.
 CopiedStream AddCopiedAudioStream(Output& output, const Input& input);

@@ -7,6 +7,7 @@
 #include "platform/platform.h"
 #include "probe/merge_decision.h"
 #include "remux/copy_join.h"
+#include "remux/reencode_join.h"
 
 namespace mpg {
 namespace {
@@ -33,13 +34,12 @@ void JoinVideoAndAudio(const char* videoPath, const char* audioPath, const char*
   std::optional<Input> video = TryOpen(videoPath);
   const AVCodecID videoCodec = CodecOf(video, AVMEDIA_TYPE_VIDEO);
   const MergeDecision decision = DecideMerge(audioCodec, videoCodec);
-  if (decision.mode == MPG_MERGE_REENCODE_AUDIO) throw Error(AVERROR(ENOSYS));
-
-  JoinByCopy({.video = *std::move(video),
-              .audio = *std::move(audio),
-              .outputPath = outputPath,
-              .muxerName = MuxerName(decision.container)},
-             progress);
+  const auto join = decision.mode == MPG_MERGE_COPY ? JoinByCopy : JoinByReencoding;
+  join({.video = *std::move(video),
+        .audio = *std::move(audio),
+        .outputPath = outputPath,
+        .muxerName = MuxerName(decision.container)},
+       progress);
 }
 
 }  // namespace mpg

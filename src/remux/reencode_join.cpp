@@ -1,0 +1,104 @@
+#include "remux/reencode_join.h"
+
+#include <utility>
+
+#include "media/output.h"
+#include "media/stream_copy.h"
+#include "media/timestamps.h"
+#include "remux/timestamp_maker.h"
+#include "transcode/audio_pipeline.h"
+
+namespace mpg {
+namespace {
+
+constexpr std::int64_t kFallbackBitRate = 128000;
+
+class ReencodeJoin {
+ public:
+  ReencodeJoin(JoinWork work, Progress progress)
+      : progress_(progress),
+        videoInput_(std::move(work.video)),
+        fileSize_(videoInput_.FileSize() + work.audio.FileSize()),
+        output_(MuxerByName(work.muxerName), work.outputPath, OnFailure::kKeepPartialFile),
+        video_(AddDecodableVideoStream(output_, videoInput_)),
+        audio_(OpenAudioReencode(output_, std::move(work.audio), AV_CODEC_ID_AAC)) {
+    const std::int64_t bitRate = audio_.input.BitRate();
+    audio_.encoder->bit_rate = bitRate != 0 ? bitRate : kFallbackBitRate;
+    OpenAudioEncoder(audio_, output_);
+    videoInput_.ReadOnly(*video_.source);
+  }
+
+  void Run() {
+    AudioPipeline pipeline(audio_, output_);
+    output_.CreateFile();
+    output_.ExpectSize(fileSize_);
+    output_.WriteHeader();
+    bool goesOn = true;
+    while (goesOn) {
+      goesOn = IsVideoNext(pipeline.Timing()) ? CopyVideoPacket() : pipeline.ProducePiece();
+    }
+    FinishFile();
+  }
+
+ private:
+  bool IsVideoNext(const StreamTimingRecord& timing) const {
+    return av_compare_ts(videoPts_, video_.source->time_base, timing.lastPacketPts,
+                         audio_.target->time_base) <= 0;
+  }
+
+  // False when the join is over.
+  bool CopyVideoPacket() {
+    const int read = videoInput_.Read(*packet_);
+    if (read == AVERROR_EOF) {
+      progress_.ReportEnd();
+      return false;
+    }
+    if (read < 0) return FailOnVideo(read);
+    if (!IsKnown(packet_->pts)) timeStampMaker_.Stamp(*packet_, *video_.source);
+    videoPts_ = packet_->pts;
+    if (Report() == Answer::kStop) return false;
+
+    MovePacket(*packet_, *video_.source, *video_.target);
+    const int written = output_.Write(*packet_);
+    return written >= 0 || FailOnVideo(written);
+  }
+
+  Answer Report() {
+    const std::int64_t total = video_.source->duration;
+    if (!IsKnown(total) || total == 0) return Answer::kGoOn;
+    return progress_.ReportRise(PercentOf(videoPts_, total));
+  }
+
+  bool FailOnVideo(int code) {
+    videoError_ = code;
+    return false;
+  }
+
+  // A video that broke off leaves a playable file. Its own code counts, not what follows from it.
+  void FinishFile() try {
+    output_.Finish();
+    Check(videoError_);
+  } catch (const Error&) {
+    Check(videoError_);
+    throw;
+  }
+
+  Progress progress_;
+  Input videoInput_;
+  const std::int64_t fileSize_;
+  Output output_;
+  CopiedStream video_;
+  AudioReencode audio_;
+  TimeStampMaker timeStampMaker_;
+  PacketPtr packet_ = MakePacket();
+  std::int64_t videoPts_ = 0;  // of the last packet read, in its input's time base
+  int videoError_ = 0;
+};
+
+}  // namespace
+
+void JoinByReencoding(JoinWork work, Progress progress) {
+  ReencodeJoin(std::move(work), progress).Run();
+}
+
+}  // namespace mpg

@@ -1,0 +1,83 @@
+// Audio from an input through decoder, resampler, sample queue and encoder into an output.
+#pragma once
+
+#include <cstdint>
+
+#include "transcode/audio_reencode.h"
+
+namespace mpg {
+
+/// Stands for a time that isn't known yet.
+inline constexpr std::int64_t kNotYet = -2;
+
+/// Where the audio is. Frames' times are counted in the encoder's time base, one tick a sample;
+/// packets' in the output stream's.
+struct StreamTimingRecord {
+  std::int64_t lastFramePts = kNotYet;   // of the last frame given to the encoder
+  std::int64_t currentPts = kNotYet;     // of the next: of the first sample that waits
+  std::int64_t lastPacketPts = kNotYet;  // of the last packet written
+  std::int64_t lastPacketDts = kNotYet;
+  std::int64_t durationSum = 0;  // of all packets written
+};
+
+/// Decodes and encodes in steps, as much at a time as one encoder frame needs, so that another
+/// stream can be written in between. The steps' results are 0 or a negative code.
+class AudioPipeline {
+ public:
+  /// The encoder is open. `toleratedBadPackets`: packets that the decoder may refuse as invalid
+  /// before ProducePiece fails. Throws Error. Audio and output must outlive the pipeline.
+  AudioPipeline(AudioReencode& audio, Output& output, int toleratedBadPackets = 0);
+
+  /// Runs the steps below until the encoder got at least one frame more, at the end of the input
+  /// until it gave everything away. False at the end. Throws Error.
+  bool ProducePiece();
+
+  /// Takes a frame from the decoder, or reads the next packet for it. dataPresent: there is a
+  /// frame. At the end of the input: AVERROR_EOF, and finished is set.
+  [[nodiscard]] int DecodeAudioFrame(AVFrame& frame, bool& dataPresent, bool& finished);
+
+  /// Decodes and puts the converted samples into the queue; at the end of the input also those
+  /// that the resampler still holds. Results as DecodeAudioFrame's.
+  [[nodiscard]] int DecodeAndBuffer(bool& finished);
+
+  /// Takes a frame's worth of samples, or as many as there are, from the queue and encodes them.
+  [[nodiscard]] int EncodeAndWrite();
+
+  /// Encodes a frame and writes a packet; without a frame it writes one of those that the encoder
+  /// still holds. dataPresent: there was a packet.
+  [[nodiscard]] int EncodeAudioFrame(AVFrame* frame, bool& dataPresent);
+
+  /// Samples of an encoder frame.
+  int FrameSize() const;
+  int BufferedSamples() const { return av_audio_fifo_size(fifo_.get()); }
+  const StreamTimingRecord& Timing() const { return timing_; }
+
+ private:
+  void Fill(bool& finished);
+  void Drain();
+  int SendNextPacket(bool& finished);
+  void LearnPriming(const AVPacket& packet);
+  int FollowFormat(const AVFrame& frame);
+  std::int64_t TimeOf(const AVFrame& frame) const;
+  void FollowClock(const AVFrame& frame);
+  int Convert(const AVFrame* frame);
+  void MakeRoom(int samples);
+  int ReceiveAndWrite(bool& dataPresent);
+  int WritePacket();
+
+  AudioReencode& audio_;
+  Output& output_;
+  StreamTimingRecord timing_;
+  SampleLayout decoded_;
+  const SampleLayout encoded_;
+  ResamplerPtr resampler_;
+  AudioFifoPtr fifo_;
+  PacketPtr packet_ = MakePacket();
+  FramePtr decodedFrame_ = MakeFrame();
+  FramePtr converted_;
+  FramePtr encoderFrame_;
+  std::int64_t priming_ = 0;  // input ticks that the input's times lie behind the sound
+  int toleratedBadPackets_;
+};
+
+}  // namespace mpg
