@@ -9,8 +9,9 @@
 #include <string>
 #include <vector>
 
-#include "jpeg_scalar_model.h"
-#include "test_pictures.h"
+#include "image/jpeg_scalar_model.h"
+#include "image/test_pictures.h"
+#include "support/host.h"
 
 namespace mpg::test {
 namespace {
@@ -25,11 +26,9 @@ Bytes TextBytes(const std::string& text) {
 
 class ImageFiles : public testing::Test {
  protected:
-  void SetUp() override { fs::remove(path_); }
-  void TearDown() override { fs::remove(path_); }
-
-  const std::string path_ = testing::TempDir() + "mpg_image_file";
-  const std::string nowhere_ = testing::TempDir() + "mpg_no_such_folder/image";
+  const ::test::ScratchFolder folder_;
+  const std::string path_ = folder_ / "image";
+  const std::string nowhere_ = folder_ / "no folder/image";
 };
 
 TEST_F(ImageFiles, PpmIsItsHeaderAndThePixelsAsTheyAre) {
@@ -134,7 +133,7 @@ TEST_F(ImageFiles, PpmAndBmpFailWhereNoFileCanBe) {
   const Picture picture = MakeShadedPicture(4, 4);
   for (const Write& write : kPlainWriters) {
     EXPECT_FALSE(write(nowhere_.c_str(), picture.View()));
-    EXPECT_FALSE(write(testing::TempDir().c_str(), picture.View()));
+    EXPECT_FALSE(write((folder_ / "").c_str(), picture.View()));
   }
 }
 

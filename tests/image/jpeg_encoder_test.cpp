@@ -11,8 +11,9 @@
 #include <string>
 #include <vector>
 
-#include "jpeg_scalar_model.h"
-#include "test_pictures.h"
+#include "image/jpeg_scalar_model.h"
+#include "image/test_pictures.h"
+#include "support/host.h"
 
 namespace mpg::test {
 namespace {
@@ -221,13 +222,12 @@ class EveryDecoder : public testing::TestWithParam<Decoder> {
   }
 
   static std::optional<Picture> Decode(const Bytes& file) {
-    const std::string stem = testing::TempDir() + "mpg_jpeg_" + GetParam().name;
-    const std::string jpeg = stem + ".jpg";
-    const std::string ppm = stem + ".ppm";
+    const ::test::ScratchFolder folder;
+    const std::string jpeg = folder / "picture.jpg";
+    const std::string ppm = folder / "picture.ppm";
     std::ofstream(jpeg, std::ios::binary)
         .write(reinterpret_cast<const char*>(file.data()),
                static_cast<std::streamsize>(file.size()));
-    std::remove(ppm.c_str());
     const std::string command =
         GetParam().before + ("'" + jpeg + "'") + GetParam().between + ("'" + ppm + "'");
     if (std::system(command.c_str()) != 0) return std::nullopt;

@@ -1,4 +1,4 @@
-#include "jpeg_scalar_model.h"
+#include "image/jpeg_scalar_model.h"
 
 #include <algorithm>
 #include <array>

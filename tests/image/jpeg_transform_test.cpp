@@ -8,7 +8,7 @@
 #include <random>
 #include <vector>
 
-#include "test_pictures.h"
+#include "image/test_pictures.h"
 
 namespace mpg::jpeg {
 namespace {

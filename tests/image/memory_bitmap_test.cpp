@@ -7,7 +7,7 @@
 #include <limits>
 #include <memory>
 
-#include "test_pictures.h"
+#include "image/test_pictures.h"
 
 namespace mpg::test {
 namespace {

@@ -4,6 +4,7 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <csignal>
 
 namespace test {
@@ -18,10 +19,10 @@ void SetFileSizeLimit(rlim_t bytes) {
 
 }  // namespace
 
-ScratchFolder::ScratchFolder()
-    : path_(std::filesystem::temp_directory_path() /
-            ("mpg-" + std::to_string(getpid()) + "-" +
-             testing::UnitTest::GetInstance()->current_test_info()->name())) {
+ScratchFolder::ScratchFolder() {
+  std::string name = testing::UnitTest::GetInstance()->current_test_info()->name();
+  std::ranges::replace(name, '/', '-');
+  path_ = std::filesystem::temp_directory_path() / ("mpg-" + std::to_string(getpid()) + "-" + name);
   std::filesystem::remove_all(path_);
   std::filesystem::create_directories(path_);
 }
