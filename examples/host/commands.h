@@ -15,6 +15,7 @@ enum ExitStatus : int {
 
 void AddInfoCommands(CLI::App& app);
 void AddJoinCommands(CLI::App& app);
+void AddEditCommands(CLI::App& app);
 void AddImageCommands(CLI::App& app);
 
 /// Ends the program's run with a status, from inside a command.

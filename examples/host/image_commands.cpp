@@ -50,12 +50,11 @@ void SaveThumbnail(const ThumbnailArguments& arguments) {
   const ImageFormat format = extension == ".ppm"   ? MPG_IMAGE_PPM
                              : extension == ".bmp" ? MPG_IMAGE_BMP
                                                    : MPG_IMAGE_JPEG;
-  const bool saved =
-      arguments.second
-          ? SaveAtSecond(arguments, format)
-          : MPG_GetImageP(format, arguments.video.c_str(), arguments.output.c_str(),
-                          arguments.percent, static_cast<std::int32_t>(arguments.height),
-                          arguments.quality) != 0;
+  const bool saved = arguments.second ? SaveAtSecond(arguments, format)
+                                      : MPG_GetImageP(format, arguments.video.c_str(),
+                                                      arguments.output.c_str(), arguments.percent,
+                                                      static_cast<std::int32_t>(arguments.height),
+                                                      arguments.quality) != 0;
   if (!saved) {
     std::fprintf(stderr, "thumbnail: no picture of %s\n", arguments.video.c_str());
     Exit(kFailedOrStopped);
@@ -76,7 +75,8 @@ void AddImageCommands(CLI::App& app) {
   thumbnail->add_option("--second", arguments->second, "Picture near this time (.jpg or .bmp)")
       ->excludes(percent);
   thumbnail->add_option("--height", arguments->height, "Pixels; 0 for the video's own size");
-  thumbnail->add_option("--quality", arguments->quality, "JPEG quality, 1 to 100; not for --second");
+  thumbnail->add_option("--quality", arguments->quality,
+                        "JPEG quality, 1 to 100; not for --second");
   thumbnail->callback([arguments] { SaveThumbnail(*arguments); });
 }
 

@@ -1,4 +1,3 @@
-#include <cstdio>
 #include <memory>
 #include <string>
 
@@ -27,15 +26,10 @@ std::string NameOutput(const JoinArguments& arguments) {
 
 void Join(const JoinArguments& arguments) {
   const std::string output = arguments.output.empty() ? NameOutput(arguments) : arguments.output;
-  bool stopped = false;
-  {
-    ProgressBar bar("joining");
-    RequireSuccess("join", MPG_MergeAV(arguments.video.c_str(), arguments.audio.c_str(),
-                                       output.c_str(), ProgressBar::Callback, bar.Context()));
-    stopped = bar.WasStopped();
-  }
-  std::printf("%s %s\n", stopped ? "stopped; so far in" : "wrote", output.c_str());
-  if (stopped) Exit(kFailedOrStopped);
+  RunWithProgress("joining", output, [&](const ProgressBar& bar) {
+    return MPG_MergeAV(arguments.video.c_str(), arguments.audio.c_str(), output.c_str(),
+                       ProgressBar::Callback, bar.Context());
+  });
 }
 
 }  // namespace

@@ -27,6 +27,7 @@ int main(int argc, char** argv) {
   app.footer("Exit status: 0 done, 1 failed or stopped with Ctrl-C, 2 wrong arguments.");
   host::AddInfoCommands(app);
   host::AddJoinCommands(app);
+  host::AddEditCommands(app);
   host::AddImageCommands(app);
 
   host::StopOnInterrupt();

@@ -5,6 +5,8 @@
 #include <cstdio>
 #include <utility>
 
+#include "commands.h"
+
 #if defined(_WIN32)
 #include <io.h>
 #else
@@ -61,6 +63,18 @@ void ProgressBar::Show(int percent) {
     std::printf("%s: %d %%\n", title_.c_str(), percent);
     shown_ = percent;
   }
+}
+
+void RunWithProgress(const std::string& title, const std::string& output,
+                     const std::function<std::int32_t(const ProgressBar&)>& operation) {
+  bool stopped = false;
+  {
+    const ProgressBar bar(title);
+    RequireSuccess(title.c_str(), operation(bar));
+    stopped = bar.WasStopped();
+  }
+  std::printf("%s %s\n", stopped ? "stopped; so far in" : "wrote", output.c_str());
+  if (stopped) Exit(kFailedOrStopped);
 }
 
 }  // namespace host

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
 
 #include "mpg/mpg.h"
@@ -35,5 +36,10 @@ class ProgressBar {
   int shown_ = -1;
   bool stopped_ = false;
 };
+
+/// Runs an operation that reports to a bar, and says what became of its output. Ends the program
+/// when the operation failed or was stopped.
+void RunWithProgress(const std::string& title, const std::string& output,
+                     const std::function<std::int32_t(const ProgressBar&)>& operation);
 
 }  // namespace host

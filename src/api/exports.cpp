@@ -14,7 +14,10 @@
 #include "probe/merge_decision.h"
 #include "probe/output_formats.h"
 #include "remux/av_join.h"
+#include "transcode/audio_shift.h"
+#include "transcode/crop.h"
 #include "transcode/mp3_convert.h"
+#include "transcode/trim.h"
 
 using namespace mpg;
 
@@ -107,16 +110,27 @@ int32_t MPG_Transcode(const HostString*, const HostString*, const TranscodeParam
   return AVERROR(ENOSYS);
 }
 
-int32_t MPG_SaveTrimmedVideo(const char*, const char*, uint32_t, uint32_t) noexcept {
-  return AVERROR(ENOSYS);
+int32_t MPG_SaveTrimmedVideo(const char* inputPath, const char* outputPath, uint32_t startSecond,
+                             uint32_t endSecond) noexcept {
+  return ResultOf([&] {
+    RequireArguments(inputPath, outputPath);
+    TrimVideo(inputPath, outputPath, startSecond, endSecond);
+  });
 }
 
-int32_t MPG_Crop(const char*, const char*) noexcept {
-  return AVERROR(ENOSYS);
+int32_t MPG_Crop(const char* inputPath, const char* outputPath) noexcept {
+  return ResultOf([&] {
+    RequireArguments(inputPath, outputPath);
+    CropVideo(inputPath, outputPath);
+  });
 }
 
-int32_t MPG_ShiftAudio(const char*, const char*, int32_t, ProgressCallback, uint64_t) noexcept {
-  return AVERROR(ENOSYS);
+int32_t MPG_ShiftAudio(const char* inputPath, const char* outputPath, int32_t shiftMilliseconds,
+                       ProgressCallback callback, uint64_t context) noexcept {
+  return ResultOf([&] {
+    RequireArguments(inputPath, outputPath);
+    ShiftAudio(inputPath, outputPath, shiftMilliseconds, Progress(callback, context));
+  });
 }
 
 uint32_t MPG_GetImage(ImageFormat format, const char* inputPath, const char* outputPath,

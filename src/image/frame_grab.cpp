@@ -29,7 +29,7 @@ class VideoSource {
     if (decoder_->width == 0 || decoder_->height == 0) throw Error(AVERROR_UNKNOWN);
   }
 
-  const Input& File() const { return input_; }
+  Input& File() { return input_; }
   const AVStream& Stream() const { return stream_; }
   AVCodecContext& Decoder() const { return *decoder_; }
 
@@ -83,7 +83,7 @@ bool WriteImage(const RgbImage& image, ImageFormat format, const char* path,
 }
 
 // Length of the video in its stream's time base, or AV_NOPTS_VALUE.
-std::int64_t DurationMark(const VideoSource& source) {
+std::int64_t DurationMark(VideoSource& source) {
   const AVStream& stream = source.Stream();
   if (IsKnown(stream.duration)) return stream.duration;
   return RescaleTime(source.File().Duration(), AV_TIME_BASE_Q, stream.time_base);

@@ -23,10 +23,11 @@ std::int64_t Input::FileSize() const {
   return std::max<std::int64_t>(avio_size(format_->pb), 0);
 }
 
-void Input::ReadOnly(const AVStream& stream) {
-  onlyStream_ = stream.index;
-  for (AVStream* other : Streams()) {
-    other->discard = other->index == onlyStream_ ? AVDISCARD_DEFAULT : AVDISCARD_ALL;
+void Input::ReadOnly(std::initializer_list<int> streamIndexes) {
+  onlyStreams_ = streamIndexes;
+  for (AVStream* stream : Streams()) {
+    stream->discard =
+        std::ranges::count(onlyStreams_, stream->index) > 0 ? AVDISCARD_DEFAULT : AVDISCARD_ALL;
   }
 }
 
@@ -38,7 +39,8 @@ int Input::Read(AVPacket& packet) {
     if (result == AVERROR(EIO)) return AVERROR_EOF;
     if (result < 0) return result;
     // Not every demuxer heeds `discard`, and some add streams while they read.
-    if (onlyStream_ == kAllStreams || packet.stream_index == onlyStream_) return 0;
+    if (onlyStreams_.empty()) return 0;
+    if (std::ranges::count(onlyStreams_, packet.stream_index) > 0) return 0;
   }
 }
 

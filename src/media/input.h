@@ -2,7 +2,9 @@
 #pragma once
 
 #include <cstdint>
+#include <initializer_list>
 #include <span>
+#include <vector>
 
 #include "media/handles.h"
 
@@ -43,19 +45,18 @@ class Input {
   /// Bytes of the file, or 0 when that isn't known.
   std::int64_t FileSize() const;
 
-  /// From now on Read hands on packets of this stream alone; the demuxer skips the others' bytes
+  /// From now on Read hands on packets of these streams alone; the demuxer skips the others' bytes
   /// where it can.
-  void ReadOnly(const AVStream& stream);
+  void ReadOnly(std::initializer_list<int> streamIndexes);
+  void ReadOnly(const AVStream& stream) { ReadOnly({stream.index}); }
 
   /// Reads the next packet into an empty or used one. 0, or AVERROR_EOF at the end (of which FFmpeg
   /// has two forms), or another negative code. After a failure the packet is empty.
   [[nodiscard]] int Read(AVPacket& packet);
 
  private:
-  static constexpr int kAllStreams = -1;
-
   InputFormatPtr format_;
-  int onlyStream_ = kAllStreams;
+  std::vector<int> onlyStreams_;  // empty: all
 };
 
 }  // namespace mpg

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "media/handles.h"
 
@@ -13,6 +14,9 @@ enum class OnFailure { kKeepPartialFile, kDeleteFile };
 
 /// The muxer of that short name; throws Error(AVERROR_EXIT) when FFmpeg has none.
 const AVOutputFormat& MuxerByName(const char* shortName);
+
+/// The muxer that a file's name suggests; throws Error(AVERROR_EXIT) when there is none.
+const AVOutputFormat& MuxerForFile(const char* path);
 
 /// One output: muxer, streams and file. The caller adds streams, creates the file, writes the
 /// header, the packets, and finishes, in that order (the file may also come before the streams).
@@ -37,7 +41,8 @@ class Output {
   /// piece. Only a hint.
   void ExpectSize(std::int64_t bytes);
 
-  /// Throws Error with FFmpeg's code. The muxer may change the streams' time bases here.
+  /// Throws Error with FFmpeg's code. The muxer may change the streams' time bases here. From here
+  /// on H.264 and HEVC packets are repackaged for muxers that don't do it themselves.
   void WriteHeader();
 
   /// Hands a packet to the interleaving queue and empties it; its time stamps are in its stream's
@@ -53,6 +58,7 @@ class Output {
   void Finish();
 
  private:
+  void PrepareRepackaging();
   int CloseFile() noexcept;
 
   std::string path_;
@@ -60,6 +66,7 @@ class Output {
   bool deleteFile_ = false;
   bool trimFile_ = false;
   OutputFormatPtr format_;
+  std::vector<BitstreamFilterPtr> repackagers_;  // by stream index; most are null
 };
 
 }  // namespace mpg

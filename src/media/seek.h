@@ -10,10 +10,10 @@ namespace mpg {
 /// A time from the beginning of a stream as its time stamp.
 std::int64_t TimeStampAt(const AVStream& stream, std::uint32_t second);
 
-/// Moves to the key frame at or before a second of the stream's own time and empties the decoder.
-/// Where the demuxer can't, it tries earlier seconds, 60 in all. The last seek's result: negative
-/// when all failed, -1 when there was no earlier second left.
-int SeekVideoToSecond(const Input& input, AVCodecContext& decoder, const AVStream& stream,
+/// Moves to the key picture at or before a second of the stream's own time and empties the decoder.
+/// Where the demuxer can't, or lands between key pictures, it tries earlier seconds, 60 in all. The
+/// last seek's result: negative when it failed, -1 when there was no earlier second left.
+int SeekVideoToSecond(Input& input, AVCodecContext& decoder, const AVStream& stream,
                       std::uint32_t second);
 
 }  // namespace mpg

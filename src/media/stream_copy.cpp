@@ -49,6 +49,12 @@ CopiedStream AddDecodableVideoStream(Output& output, const Input& input) {
   return AddVideoTwin(output, input, avcodec_find_decoder);
 }
 
+CopiedStream AddVideoStreamFromFile(Output& output, const Input& input) {
+  const auto [source, target] = AddVideoTwin(output, input, avcodec_find_encoder);
+  target->time_base = source->time_base;
+  return {source, target};
+}
+
 CopiedStream AddCopiedVideoStream(Output& output, const Input& input) {
   const auto [source, target] = AddVideoTwin(output, input, avcodec_find_encoder);
   // AVI counts pictures, so its time base must be the time of one. Other muxers overrule it.

@@ -17,6 +17,9 @@ struct CopiedStream {
 /// made; else FFmpeg's code.
 CopiedStream AddCopiedVideoStream(Output& output, const Input& input);
 
+/// The same, and the muxer is asked for the input's time base.
+CopiedStream AddVideoStreamFromFile(Output& output, const Input& input);
+
 /// The same, but AVERROR_UNKNOWN when FFmpeg has no decoder for the codec.
 CopiedStream AddDecodableVideoStream(Output& output, const Input& input);
 

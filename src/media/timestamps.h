@@ -25,6 +25,12 @@ inline void RescalePacket(AVPacket& packet, AVRational from, AVRational to) {
   packet.duration = av_rescale_q(packet.duration, from, to);
 }
 
+/// Moves both time stamps, each where it is known.
+inline void DelayPacket(AVPacket& packet, std::int64_t ticks) {
+  if (IsKnown(packet.pts)) packet.pts += ticks;
+  if (IsKnown(packet.dts)) packet.dts += ticks;
+}
+
 /// Makes a packet read from `source` one of the output stream `target`.
 inline void MovePacket(AVPacket& packet, const AVStream& source, const AVStream& target) {
   RescalePacket(packet, source.time_base, target.time_base);

@@ -1,10 +1,10 @@
 // Sample rates and bit rates that MP3 and AAC encoders accept.
 #pragma once
 
-#include <algorithm>
 #include <array>
-#include <cstddef>
 #include <cstdint>
+
+#include "transcode/ladder.h"
 
 namespace mpg {
 
@@ -17,13 +17,6 @@ inline constexpr std::array<std::int32_t, 9> kAudioSampleRates = {8000,  11025, 
 inline constexpr std::array<std::int32_t, 17> kAudioBitRates = {
     8000,   16000,  24000,  32000,  48000,  56000,  64000,  80000, 96000,
     112000, 128000, 144000, 160000, 192000, 224000, 256000, 320000};
-
-/// The smallest value of an ascending table that isn't below the request, else its last.
-template <std::size_t N>
-constexpr std::int32_t SnapUp(const std::array<std::int32_t, N>& table, std::int32_t request) {
-  const auto found = std::ranges::lower_bound(table, request);
-  return found == table.end() ? table.back() : *found;
-}
 
 constexpr std::int32_t SnapAudioSampleRate(std::int32_t request) {
   return SnapUp(kAudioSampleRates, request);

@@ -1,0 +1,15 @@
+// Moving a file's sound against its pictures.
+#pragma once
+
+#include <cstdint>
+
+#include "core/progress.h"
+
+namespace mpg {
+
+/// Writes a copy whose sound is later (positive) or earlier by a number of milliseconds. Throws
+/// Error; the output is deleted.
+void ShiftAudio(const char* inputPath, const char* outputPath, std::int32_t milliseconds,
+                Progress progress);
+
+}  // namespace mpg

@@ -1,0 +1,53 @@
+#include "transcode/crop.h"
+
+#include <utility>
+
+#include "media/codec.h"
+#include "transcode/same_container.h"
+
+namespace mpg {
+namespace {
+
+// Runs a step; when it fails, the log says which.
+template <class Step>
+auto Logged(const char* text, Step&& step) try {
+  return step();
+} catch (const Error&) {
+  av_log(nullptr, AV_LOG_ERROR, "%s\n", text);
+  throw;
+}
+
+// The input must be readable before an output takes the place of an older one.
+void CheckInput(const char* path) {
+  MuxerForFile(path);
+  OpenedFile file = Logged("Cannot open input file", [&] { return OpenedFile(path); });
+  Logged("Cannot find stream information", [&] { return Input(std::move(file)); });
+}
+
+CodecPtr OpenVideoDecoder(const Input& input, const AVStream& video) {
+  Logged("Cannot find a video stream in the input file", [&] {
+    return Check(av_find_best_stream(input.Context(), AVMEDIA_TYPE_VIDEO, -1, -1, nullptr, 0));
+  });
+  return Logged("Cannot open video decoder", [&] { return OpenDecoder(video); });
+}
+
+}  // namespace
+
+void CropVideo(const char* inputPath, const char* outputPath) {
+  CheckInput(inputPath);
+  SameContainerCopy copy(inputPath, outputPath);
+  const CodecPtr decoder = OpenVideoDecoder(copy.File(), *copy.Video().source);
+  copy.WriteHeader();
+
+  const PacketPtr packet = MakePacket();
+  const FramePtr picture = MakeFrame();
+  int result = 0;
+  while ((result = copy.File().Read(*packet)) == 0) {
+    if (!copy.IsAudio(*packet)) Check(DecodePacket(*decoder, packet.get(), *picture, [] {}));
+    copy.Write(*packet);
+  }
+  if (result != AVERROR_EOF) Check(result);
+  copy.Finish();
+}
+
+}  // namespace mpg

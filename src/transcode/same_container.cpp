@@ -1,0 +1,38 @@
+#include "transcode/same_container.h"
+
+#include "media/timestamps.h"
+#include "mpg/mpg.h"
+#include "platform/platform.h"
+
+namespace mpg {
+namespace {
+
+const AVOutputFormat& CheckedMuxer(const char* inputPath, const char* outputPath) {
+  if (platform::IsSameFile(inputPath, outputPath)) throw Error(MPG_ERR_INVALID_PARAMETER);
+  return MuxerForFile(inputPath);
+}
+
+AudioReencode AddAudio(Output& output, const char* inputPath) {
+  output.CreateFile();
+  return OpenAudioReencode(output, Input(inputPath), AV_CODEC_ID_NONE);
+}
+
+}  // namespace
+
+SameContainerCopy::SameContainerCopy(const char* inputPath, const char* outputPath)
+    : output_(CheckedMuxer(inputPath, outputPath), outputPath, OnFailure::kDeleteFile),
+      audio_(AddAudio(output_, inputPath)),
+      video_(AddVideoStreamFromFile(output_, audio_.input)) {
+  audio_.input.ReadOnly({audio_.source->index, video_.source->index});
+}
+
+void SameContainerCopy::Write(AVPacket& packet, std::int64_t delay, AVRational base) {
+  const bool isAudio = IsAudio(packet);
+  const AVStream& source = isAudio ? *audio_.source : *video_.source;
+  const AVStream& target = isAudio ? *audio_.target : *video_.target;
+  MovePacket(packet, source, target);
+  DelayPacket(packet, av_rescale_q_rnd(delay, base, target.time_base, AV_ROUND_ZERO));
+  static_cast<void>(output_.Write(packet));
+}
+
+}  // namespace mpg

@@ -1,0 +1,37 @@
+// What trimming, cropping and shifting have in common: a new file of the container that the input's
+// name suggests, with the input's sound as its first stream and the input's video as its second.
+#pragma once
+
+#include "media/stream_copy.h"
+#include "transcode/audio_reencode.h"
+
+namespace mpg {
+
+class SameContainerCopy {
+ public:
+  /// Creates the output, deleted unless Finish succeeds. Throws Error; MPG_ERR_INVALID_PARAMETER
+  /// when the output is the input, which is found before anything is touched.
+  SameContainerCopy(const char* inputPath, const char* outputPath);
+
+  /// The video and the sound in the order of the file; both streams come from this one input.
+  Input& File() { return audio_.input; }
+  const CopiedStream& Video() const { return video_; }
+  Output& Target() { return output_; }
+
+  bool IsAudio(const AVPacket& packet) const { return packet.stream_index == audio_.source->index; }
+
+  void WriteHeader() { output_.WriteHeader(); }
+
+  /// Moves a packet's time stamps into its output stream, later by a time that counts in `base`,
+  /// and writes it. What the muxer refuses is lost; bytes that don't reach the disk show in Finish.
+  void Write(AVPacket& packet, std::int64_t delay = 0, AVRational base = {1, 1});
+
+  void Finish() { output_.Finish(); }
+
+ private:
+  Output output_;
+  AudioReencode audio_;
+  CopiedStream video_;
+};
+
+}  // namespace mpg

@@ -1,0 +1,102 @@
+#include "transcode/trim.h"
+
+#include "media/codec.h"
+#include "media/seek.h"
+#include "media/timestamps.h"
+#include "transcode/same_container.h"
+#include "transcode/video_encoder.h"
+
+namespace mpg {
+namespace {
+
+constexpr int kToleratedErrors = 26;
+
+CodecPtr OpenVideoDecoder(const AVStream& source) {
+  CodecPtr decoder = OpenDecoder(source);
+  if (decoder->width == 0 || decoder->height == 0) throw Error(AVERROR_UNKNOWN);
+  return decoder;
+}
+
+class Trim {
+ public:
+  Trim(const char* inputPath, const char* outputPath, std::uint32_t startSecond,
+       std::uint32_t endSecond)
+      : copy_(inputPath, outputPath),
+        source_(*copy_.Video().source),
+        decoder_(OpenVideoDecoder(source_)),
+        encoder_(OpenSameCodec()),
+        pictures_(*encoder_, copy_.Target(), *copy_.Video().target),
+        startSecond_(startSecond),
+        start_(TimeStampAt(source_, startSecond)),
+        end_(TimeStampAt(source_, endSecond)) {}
+
+  void Run() {
+    copy_.WriteHeader();
+    Check(SeekVideoToSecond(copy_.File(), *decoder_, source_, startSecond_));
+    int result = 0;
+    while (errors_ <= kToleratedErrors && (result = copy_.File().Read(*packet_)) == 0) {
+      if (copy_.IsAudio(*packet_)) {
+        copy_.Write(*packet_, -start_, source_.time_base);
+      } else if (IsWanted(*packet_)) {
+        Decode(packet_.get());
+      }
+    }
+    if (result != AVERROR_EOF) Check(result);
+    Decode(nullptr);
+    pictures_.Drain();
+    copy_.Finish();
+  }
+
+ private:
+  CodecPtr OpenSameCodec() {
+    AVStream& target = *copy_.Video().target;
+    const AVOutputFormat& muxer = *copy_.Target().Context()->oformat;
+    CodecPtr encoder = MakeVideoEncoder({.source = source_,
+                                         .decoder = *decoder_,
+                                         .codecId = source_.codecpar->codec_id,
+                                         .muxer = muxer,
+                                         .fileBitRate = copy_.File().BitRate()});
+    OpenVideoEncoder(*encoder, muxer, target);
+    return encoder;
+  }
+
+  // A picture behind the end may still be what an earlier one is predicted from: as long as
+  // decoding times haven't reached the end, it is decoded, too.
+  bool IsWanted(const AVPacket& packet) const {
+    const std::int64_t time = IsKnown(packet.dts) ? packet.dts : packet.pts;
+    return !IsKnown(time) || time <= end_;
+  }
+
+  void Decode(const AVPacket* packet) {
+    const int result = DecodePacket(*decoder_, packet, *picture_, [this] { Keep(); });
+    if (result < 0) ++errors_;
+  }
+
+  void Keep() {
+    const std::int64_t time = picture_->best_effort_timestamp;
+    if (!IsKnown(time) || time < start_ || time > end_) return;
+    picture_->pts = time - start_;
+    pictures_.Encode(*picture_, source_.time_base);
+  }
+
+  SameContainerCopy copy_;
+  const AVStream& source_;
+  CodecPtr decoder_;
+  CodecPtr encoder_;
+  VideoEncoder pictures_;
+  const std::uint32_t startSecond_;
+  const std::int64_t start_;
+  const std::int64_t end_;
+  PacketPtr packet_ = MakePacket();
+  FramePtr picture_ = MakeFrame();
+  int errors_ = 0;
+};
+
+}  // namespace
+
+void TrimVideo(const char* inputPath, const char* outputPath, std::uint32_t startSecond,
+               std::uint32_t endSecond) {
+  Trim(inputPath, outputPath, startSecond, endSecond).Run();
+}
+
+}  // namespace mpg

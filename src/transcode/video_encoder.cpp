@@ -1,0 +1,130 @@
+#include "transcode/video_encoder.h"
+
+#include <string_view>
+
+#include "media/timestamps.h"
+
+namespace mpg {
+namespace {
+
+constexpr AVRational kFallbackFrameRate{25, 1};
+
+// Encoders that know a handful of picture rates or count time in 16 bits.
+bool CountsPictures(AVCodecID codecId, AVRational timeBase) {
+  if (codecId == AV_CODEC_ID_MPEG1VIDEO || codecId == AV_CODEC_ID_MPEG2VIDEO) return true;
+  return codecId == AV_CODEC_ID_MPEG4 && timeBase.den > 65535;
+}
+
+AVRational TimeBaseFor(const VideoEncoderRequest& request) {
+  // AVI counts pictures.
+  const bool isAvi = request.muxer.video_codec == AV_CODEC_ID_MPEG4 &&
+                     std::string_view(request.muxer.name) == "avi";
+  const AVRational timeBase = request.source.time_base;
+  if (isAvi || CountsPictures(request.codecId, timeBase)) {
+    return av_inv_q(FrameRate(request.source));
+  }
+  return timeBase;
+}
+
+AVPixelFormat PixelFormatFor(const AVCodec& codec, AVPixelFormat wanted) {
+  if (codec.pix_fmts == nullptr) return wanted;
+  for (const AVPixelFormat* format = codec.pix_fmts; *format != AV_PIX_FMT_NONE; ++format) {
+    if (*format == wanted) return wanted;
+  }
+  return avcodec_find_best_pix_fmt_of_list(codec.pix_fmts, wanted, 0, nullptr);
+}
+
+}  // namespace
+
+AVRational FrameRate(const AVStream& source) {
+  for (const AVRational rate : {source.avg_frame_rate, source.r_frame_rate}) {
+    if (rate.num > 0 && rate.den > 0 && av_q2d(rate) < 1000) return rate;
+  }
+  return kFallbackFrameRate;
+}
+
+CodecPtr MakeVideoEncoder(const VideoEncoderRequest& request) {
+  CodecPtr encoder = MakeEncoder(request.codecId);
+  const AVCodecParameters& parameters = *request.source.codecpar;
+  const AVCodecContext& decoder = request.decoder;
+  encoder->width = decoder.width;
+  encoder->height = decoder.height;
+  encoder->pix_fmt = PixelFormatFor(*encoder->codec, decoder.pix_fmt);
+  encoder->sample_aspect_ratio = request.source.sample_aspect_ratio.num != 0
+                                     ? request.source.sample_aspect_ratio
+                                     : decoder.sample_aspect_ratio;
+  encoder->color_range = parameters.color_range;
+  encoder->color_primaries = parameters.color_primaries;
+  encoder->color_trc = parameters.color_trc;
+  encoder->colorspace = parameters.color_space;
+  encoder->chroma_sample_location = parameters.chroma_location;
+  encoder->bit_rate = parameters.bit_rate > 0 ? parameters.bit_rate : request.fileBitRate;
+  encoder->gop_size = decoder.gop_size;
+  encoder->framerate = FrameRate(request.source);
+  encoder->time_base = TimeBaseFor(request);
+  encoder->thread_count = 0;
+  return encoder;
+}
+
+void OpenVideoEncoder(AVCodecContext& encoder, const AVOutputFormat& muxer, AVStream& target) {
+  OpenEncoder(encoder, muxer, target);
+  target.avg_frame_rate = encoder.framerate;
+  target.sample_aspect_ratio = encoder.sample_aspect_ratio;
+}
+
+VideoEncoder::VideoEncoder(AVCodecContext& encoder, Output& output, const AVStream& target)
+    : encoder_(encoder), output_(output), target_(target) {}
+
+void VideoEncoder::Encode(AVFrame& picture, AVRational timeBase) {
+  const std::int64_t pts = RescaleTime(picture.pts, timeBase, encoder_.time_base);
+  // A coarser time base has no place for every picture.
+  if (IsKnown(lastPts_) && pts <= lastPts_) return;
+  lastPts_ = pts;
+  AVFrame& ready = Scaled(picture);
+  ready.pts = pts;
+  // The encoder chooses for itself.
+  ready.pict_type = AV_PICTURE_TYPE_NONE;
+  Send(&ready);
+}
+
+void VideoEncoder::Drain() {
+  Send(nullptr);
+}
+
+AVFrame& VideoEncoder::Scaled(const AVFrame& picture) {
+  const bool fits = picture.width == encoder_.width && picture.height == encoder_.height &&
+                    picture.format == encoder_.pix_fmt;
+  if (fits) return const_cast<AVFrame&>(picture);
+  scaler_.reset(sws_getCachedContext(
+      scaler_.release(), picture.width, picture.height, static_cast<AVPixelFormat>(picture.format),
+      encoder_.width, encoder_.height, encoder_.pix_fmt, SWS_BICUBIC, nullptr, nullptr, nullptr));
+  if (scaler_ == nullptr) throw Error(AVERROR_UNKNOWN);
+  // A new buffer each time: the encoder may still look at the last one.
+  scaled_ = MakeFrame();
+  scaled_->format = encoder_.pix_fmt;
+  scaled_->width = encoder_.width;
+  scaled_->height = encoder_.height;
+  Check(av_frame_copy_props(scaled_.get(), &picture));
+  Check(sws_scale_frame(scaler_.get(), scaled_.get(), &picture));
+  return *scaled_;
+}
+
+void VideoEncoder::Send(const AVFrame* picture) {
+  int result = avcodec_send_frame(&encoder_, picture);
+  if (picture == nullptr && result == AVERROR_EOF) return;
+  Check(result);
+  while ((result = avcodec_receive_packet(&encoder_, packet_.get())) >= 0) Write();
+  if (result != AVERROR(EAGAIN) && result != AVERROR_EOF) Check(result);
+}
+
+void VideoEncoder::Write() {
+  if (packet_->duration == 0) {
+    packet_->duration = av_rescale_q(1, av_inv_q(encoder_.framerate), encoder_.time_base);
+  }
+  RescalePacket(*packet_, encoder_.time_base, target_.time_base);
+  packet_->pos = -1;
+  packet_->stream_index = target_.index;
+  Check(output_.Write(*packet_));
+}
+
+}  // namespace mpg

@@ -1,0 +1,55 @@
+// Pictures on their way through an encoder into an output.
+#pragma once
+
+#include "media/codec.h"
+#include "media/output.h"
+
+namespace mpg {
+
+/// What a video encoder is made for.
+struct VideoEncoderRequest {
+  const AVStream& source;
+  const AVCodecContext& decoder;  // of the source, open
+  AVCodecID codecId;
+  const AVOutputFormat& muxer;
+  std::int64_t fileBitRate;  // of the input, where the stream tells none
+};
+
+/// Pictures a second, as far as the file tells or lets guess.
+AVRational FrameRate(const AVStream& source);
+
+/// An encoder, not yet open, that keeps the source's size, shape, bit rate, GOP size and, where it
+/// can, pixel format and time base. Throws Error(AVERROR_UNKNOWN) when FFmpeg has no such encoder.
+CodecPtr MakeVideoEncoder(const VideoEncoderRequest& request);
+
+/// Opens the encoder and describes its stream by it. Throws Error with FFmpeg's code.
+void OpenVideoEncoder(AVCodecContext& encoder, const AVOutputFormat& muxer, AVStream& target);
+
+/// Encodes pictures and writes what comes out.
+class VideoEncoder {
+ public:
+  /// The encoder is open, `target` its stream. Both must outlive this, like the output.
+  VideoEncoder(AVCodecContext& encoder, Output& output, const AVStream& target);
+
+  /// A picture of the encoder's size and format, or of another: it is scaled then. Its time stamp
+  /// counts in `timeBase`; one that doesn't rise in the encoder's own is passed over. Throws Error.
+  void Encode(AVFrame& picture, AVRational timeBase);
+
+  /// Writes everything that the encoder holds back. Throws Error.
+  void Drain();
+
+ private:
+  void Send(const AVFrame* picture);
+  void Write();
+  AVFrame& Scaled(const AVFrame& picture);
+
+  AVCodecContext& encoder_;
+  Output& output_;
+  const AVStream& target_;
+  ScalerPtr scaler_;
+  FramePtr scaled_;
+  PacketPtr packet_ = MakePacket();
+  std::int64_t lastPts_ = AV_NOPTS_VALUE;
+};
+
+}  // namespace mpg
