@@ -17,6 +17,7 @@ void AddInfoCommands(CLI::App& app);
 void AddJoinCommands(CLI::App& app);
 void AddEditCommands(CLI::App& app);
 void AddImageCommands(CLI::App& app);
+void AddTranscodeCommands(CLI::App& app);
 
 /// Ends the program's run with a status, from inside a command.
 [[noreturn]] void Exit(ExitStatus status);

@@ -29,6 +29,7 @@ int main(int argc, char** argv) {
   host::AddJoinCommands(app);
   host::AddEditCommands(app);
   host::AddImageCommands(app);
+  host::AddTranscodeCommands(app);
 
   host::StopOnInterrupt();
   try {

@@ -2,6 +2,7 @@
 // result.
 #include <cstddef>
 #include <span>
+#include <string>
 
 #include "api/error_text.h"
 #include "api/guard.h"
@@ -17,9 +18,23 @@
 #include "transcode/audio_shift.h"
 #include "transcode/crop.h"
 #include "transcode/mp3_convert.h"
+#include "transcode/transcode.h"
 #include "transcode/trim.h"
 
 using namespace mpg;
+
+namespace {
+
+std::string ToString(const HostString& string) {
+  constexpr uint64_t kCapacityInside = 16;
+  const bool isInside = string.capacity < kCapacityInside;
+  const char* const characters = isInside ? string.characters.text : string.characters.pointer;
+  RequireArguments(characters);
+  if (string.length > string.capacity) throw Error(MPG_ERR_INVALID_PARAMETER);
+  return {characters, static_cast<std::size_t>(string.length)};
+}
+
+}  // namespace
 
 void MPG_SetPercent100(uint32_t value) noexcept {
   SetPercent100(static_cast<int32_t>(value));
@@ -105,9 +120,14 @@ int32_t MP3_Convert(const char* inputPath, const char* outputPath, int32_t reque
   });
 }
 
-int32_t MPG_Transcode(const HostString*, const HostString*, const TranscodeParams*,
-                      ProgressCallback, uint64_t) noexcept {
-  return AVERROR(ENOSYS);
+int32_t MPG_Transcode(const HostString* inputPath, const HostString* outputPath,
+                      const TranscodeParams* params, ProgressCallback callback,
+                      uint64_t context) noexcept {
+  return ResultOf([&] {
+    RequireArguments(inputPath, outputPath, params);
+    TranscodeFile(ToString(*inputPath), ToString(*outputPath), *params,
+                  Progress(callback, context));
+  });
 }
 
 int32_t MPG_SaveTrimmedVideo(const char* inputPath, const char* outputPath, uint32_t startSecond,

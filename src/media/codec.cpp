@@ -33,9 +33,12 @@ CodecPtr MakeEncoder(AVCodecID codecId) {
   return MakeContext(avcodec_find_encoder(codecId));
 }
 
-void OpenEncoder(AVCodecContext& encoder, const AVOutputFormat& muxer, AVStream& target) {
+void OpenEncoder(AVCodecContext& encoder, const AVOutputFormat& muxer) {
   if ((muxer.flags & AVFMT_GLOBALHEADER) != 0) encoder.flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
   Check(avcodec_open2(&encoder, encoder.codec, nullptr));
+}
+
+void DescribeEncoder(const AVCodecContext& encoder, AVStream& target) {
   const std::uint32_t tag = target.codecpar->codec_tag;
   Check(avcodec_parameters_from_context(target.codecpar, &encoder));
   target.codecpar->codec_tag = tag;

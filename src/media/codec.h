@@ -16,10 +16,13 @@ CodecPtr OpenDecoder(const AVStream& stream);
 /// An encoder to be filled in and opened; throws Error(AVERROR_UNKNOWN) when FFmpeg has none.
 CodecPtr MakeEncoder(AVCodecID codecId);
 
-/// Opens a filled-in encoder, with its global header apart where the muxer wants that, and writes
-/// into the output stream what it then announces; the stream keeps its codec tag. Throws Error
+/// Opens a filled-in encoder, with its global header apart where the muxer wants that. Throws Error
 /// with FFmpeg's code.
-void OpenEncoder(AVCodecContext& encoder, const AVOutputFormat& muxer, AVStream& target);
+void OpenEncoder(AVCodecContext& encoder, const AVOutputFormat& muxer);
+
+/// Writes into an output stream what its open encoder announces; the stream keeps its codec tag.
+/// Before the header. Throws Error with FFmpeg's code.
+void DescribeEncoder(const AVCodecContext& encoder, AVStream& target);
 
 /// Gives a decoder a packet (null: there are no more) and takes every frame that comes out; `take`
 /// runs for each. 0 or the negative code of the first step that failed.

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <span>
+#include <string_view>
 
 #include "media/stream_finder.h"
 #include "mpg/mpg.h"
@@ -19,7 +20,17 @@ AVStream* AddTwin(Output& output, const AVStream& source, const AVCodec* codec) 
   return target;
 }
 
-// What belongs to the picture but isn't in the codec parameters: pixel shape, rotation, HDR.
+CopiedStream AddVideoTwin(Output& output, const Input& input,
+                          const AVCodec* (*findCodec)(AVCodecID)) {
+  AVStream* const source = FindFirstStream(input.Context(), AVMEDIA_TYPE_VIDEO);
+  if (source == nullptr) throw Error(MPG_ERR_VIDEO_STREAM_NOT_FOUND);
+  AVStream* const target = AddTwin(output, *source, findCodec(source->codecpar->codec_id));
+  CopyPresentation(*source, *target);
+  return {source, target};
+}
+
+}  // namespace
+
 void CopyPresentation(const AVStream& source, AVStream& target) {
   const AVRational shape = source.sample_aspect_ratio.num != 0
                                ? source.sample_aspect_ratio
@@ -34,16 +45,18 @@ void CopyPresentation(const AVStream& source, AVStream& target) {
   }
 }
 
-CopiedStream AddVideoTwin(Output& output, const Input& input,
-                          const AVCodec* (*findCodec)(AVCodecID)) {
-  AVStream* const source = FindFirstStream(input.Context(), AVMEDIA_TYPE_VIDEO);
-  if (source == nullptr) throw Error(MPG_ERR_VIDEO_STREAM_NOT_FOUND);
-  AVStream* const target = AddTwin(output, *source, findCodec(source->codecpar->codec_id));
-  CopyPresentation(*source, *target);
-  return {source, target};
+AVRational FrameRate(const AVStream& source) {
+  constexpr AVRational kFallback{25, 1};
+  constexpr double kImplausible = 1000;
+  for (const AVRational rate : {source.avg_frame_rate, source.r_frame_rate}) {
+    if (rate.num > 0 && rate.den > 0 && av_q2d(rate) < kImplausible) return rate;
+  }
+  return kFallback;
 }
 
-}  // namespace
+AVRational PictureTimeBase(const AVOutputFormat& muxer, const AVStream& source) {
+  return std::string_view(muxer.name) == "avi" ? av_inv_q(FrameRate(source)) : source.time_base;
+}
 
 CopiedStream AddDecodableVideoStream(Output& output, const Input& input) {
   return AddVideoTwin(output, input, avcodec_find_decoder);
@@ -51,7 +64,7 @@ CopiedStream AddDecodableVideoStream(Output& output, const Input& input) {
 
 CopiedStream AddVideoStreamFromFile(Output& output, const Input& input) {
   const auto [source, target] = AddVideoTwin(output, input, avcodec_find_encoder);
-  target->time_base = source->time_base;
+  target->time_base = PictureTimeBase(*output.Context()->oformat, *source);
   return {source, target};
 }
 

@@ -12,16 +12,26 @@ struct CopiedStream {
   AVStream* target;
 };
 
+/// Pictures a second, as far as the file tells; else 25.
+AVRational FrameRate(const AVStream& source);
+
+/// The time base to ask a muxer for: the source's, but one picture for AVI, which counts them.
+AVRational PictureTimeBase(const AVOutputFormat& muxer, const AVStream& source);
+
 /// Adds a twin of the input's first video stream. Throws Error: MPG_ERR_VIDEO_STREAM_NOT_FOUND;
 /// AVERROR_UNKNOWN when FFmpeg has no encoder for the codec (none is used) or no stream can be
 /// made; else FFmpeg's code.
 CopiedStream AddCopiedVideoStream(Output& output, const Input& input);
 
-/// The same, and the muxer is asked for the input's time base.
+/// The same, and the muxer is asked for the stream's time base (PictureTimeBase).
 CopiedStream AddVideoStreamFromFile(Output& output, const Input& input);
 
 /// The same, but AVERROR_UNKNOWN when FFmpeg has no decoder for the codec.
 CopiedStream AddDecodableVideoStream(Output& output, const Input& input);
+
+/// Hands on what belongs to the picture but isn't in the codec parameters: pixel shape, rotation,
+/// HDR. Throws Error(ENOMEM).
+void CopyPresentation(const AVStream& source, AVStream& target);
 
 /// Adds a twin of the input's usable audio stream. Throws as above, with
 /// MPG_ERR_AUDIO_STREAM_NOT_FOUND.

@@ -44,10 +44,13 @@ void Raise(std::int64_t& time, std::int64_t last) {
 
 }  // namespace
 
-AudioPipeline::AudioPipeline(AudioReencode& audio, Output& output, int toleratedBadPackets)
+AudioPipeline::AudioPipeline(AudioReencode& audio, Output& output, int toleratedBadPackets,
+                             std::int64_t origin)
     : audio_(audio),
       output_(output),
       encoded_(LayoutOf(*audio.encoder)),
+      knowsOrigin_(IsKnown(origin)),
+      origin_(knowsOrigin_ ? origin : 0),
       toleratedBadPackets_(toleratedBadPackets) {
   decoded_ = LayoutOf(*audio.decoder, encoded_);
   auto [resampler, fifo] = CreateResamplerAndFifo(*audio.decoder, *audio.encoder);
@@ -102,7 +105,7 @@ int AudioPipeline::SendNextPacket(bool& finished) {
   int result = audio_.input.Read(*packet_);
   if (result == AVERROR_EOF) finished = true;
   if (result < 0) return result;
-  if (timing_.currentPts == kNotYet) LearnPriming(*packet_);
+  if (timing_.currentPts == kNotYet && !knowsOrigin_) LearnPriming(*packet_);
   result = avcodec_send_packet(audio_.decoder.get(), packet_.get());
   av_packet_unref(packet_.get());
   return result == AVERROR_EOF ? 0 : result;
@@ -113,7 +116,7 @@ int AudioPipeline::SendNextPacket(bool& finished) {
 void AudioPipeline::LearnPriming(const AVPacket& packet) {
   const std::int64_t samples = PrimingSamples(packet);
   if (samples == 0 || !IsKnown(packet.pts) || packet.pts < 0) return;
-  priming_ = av_rescale_q(samples, {1, decoded_.sampleRate}, audio_.source->time_base);
+  origin_ = av_rescale_q(samples, {1, decoded_.sampleRate}, audio_.source->time_base);
 }
 
 int AudioPipeline::DecodeAndBuffer(bool& finished) {
@@ -145,7 +148,7 @@ int AudioPipeline::FollowFormat(const AVFrame& frame) {
 std::int64_t AudioPipeline::TimeOf(const AVFrame& frame) const {
   if (!IsNear(frame.pts)) return AV_NOPTS_VALUE;
   const std::int64_t time =
-      RescaleTime(frame.pts - priming_, audio_.source->time_base, audio_.encoder->time_base);
+      RescaleTime(frame.pts - origin_, audio_.source->time_base, audio_.encoder->time_base);
   return IsNear(time) ? time : AV_NOPTS_VALUE;
 }
 

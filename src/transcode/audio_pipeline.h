@@ -25,8 +25,11 @@ struct StreamTimingRecord {
 class AudioPipeline {
  public:
   /// The encoder is open. `toleratedBadPackets`: packets that the decoder may refuse as invalid
-  /// before ProducePiece fails. Throws Error. Audio and output must outlive the pipeline.
-  AudioPipeline(AudioReencode& audio, Output& output, int toleratedBadPackets = 0);
+  /// before ProducePiece fails. `origin`: the input's time that becomes 0, in its stream's time
+  /// base; where it isn't known, times stay as they are. Throws Error. Audio and output must
+  /// outlive the pipeline.
+  AudioPipeline(AudioReencode& audio, Output& output, int toleratedBadPackets = 0,
+                std::int64_t origin = AV_NOPTS_VALUE);
 
   /// Runs the steps below until the encoder got at least one frame more, at the end of the input
   /// until it gave everything away. False at the end. Throws Error.
@@ -76,7 +79,8 @@ class AudioPipeline {
   FramePtr decodedFrame_ = MakeFrame();
   FramePtr converted_;
   FramePtr encoderFrame_;
-  std::int64_t priming_ = 0;  // input ticks that the input's times lie behind the sound
+  const bool knowsOrigin_;
+  std::int64_t origin_;  // input ticks that the output's times lie ahead of the input's
   int toleratedBadPackets_;
 };
 

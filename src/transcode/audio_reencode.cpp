@@ -36,7 +36,6 @@ void TakeSettings(AVCodecContext& encoder, const AVCodecContext& decoder) {
   }
 }
 
-// AMR knows one sample rate and one channel.
 struct AmrVariant {
   AVCodecID codecId;
   std::uint32_t tag;
@@ -46,6 +45,14 @@ constexpr AmrVariant kAmrVariants[] = {
     {AV_CODEC_ID_AMR_NB, MKTAG('s', 'a', 'm', 'r'), 8000},
     {AV_CODEC_ID_AMR_WB, MKTAG('s', 'a', 'w', 'b'), 16000},
 };
+
+AVChannelLayout DefaultLayout(int channels) {
+  AVChannelLayout layout{};
+  av_channel_layout_default(&layout, channels);
+  return layout;
+}
+
+}  // namespace
 
 void HeedAmr(AVCodecContext& encoder, AVStream& target) {
   for (const AmrVariant& variant : kAmrVariants) {
@@ -57,14 +64,6 @@ void HeedAmr(AVCodecContext& encoder, AVStream& target) {
     av_channel_layout_default(&encoder.ch_layout, 1);
   }
 }
-
-AVChannelLayout DefaultLayout(int channels) {
-  AVChannelLayout layout{};
-  av_channel_layout_default(&layout, channels);
-  return layout;
-}
-
-}  // namespace
 
 const AVStream& ChooseAudioStream(const Input& input) {
   const AVStream* chosen = nullptr;
@@ -93,7 +92,8 @@ AudioReencode OpenAudioReencode(Output& output, Input input, AVCodecID codecId) 
 
 void OpenAudioEncoder(AudioReencode& audio, const Output& output) {
   audio.encoder->time_base = {1, audio.encoder->sample_rate};
-  OpenEncoder(*audio.encoder, *output.Context()->oformat, *audio.target);
+  OpenEncoder(*audio.encoder, *output.Context()->oformat);
+  DescribeEncoder(*audio.encoder, *audio.target);
 }
 
 SampleLayout LayoutOf(const AVCodecContext& codec, const SampleLayout& fallback) {

@@ -25,6 +25,10 @@ const AVStream& ChooseAudioStream(const Input& input);
 /// that keeps the input's rates, sample format and number of channels. Throws Error.
 AudioReencode OpenAudioReencode(Output& output, Input input, AVCodecID codecId);
 
+/// AMR knows one sample rate and one channel, and has a tag of its own: sets them where the encoder
+/// is one of its two.
+void HeedAmr(AVCodecContext& encoder, AVStream& target);
+
 /// Opens the encoder with time stamps counted in samples, and makes the output stream say what the
 /// encoder does. Before the header is written.
 void OpenAudioEncoder(AudioReencode& audio, const Output& output);

@@ -56,7 +56,8 @@ class Trim {
                                          .codecId = source_.codecpar->codec_id,
                                          .muxer = muxer,
                                          .fileBitRate = copy_.File().BitRate()});
-    OpenVideoEncoder(*encoder, muxer, target);
+    OpenEncoder(*encoder, muxer);
+    DescribeVideoEncoder(*encoder, target);
     return encoder;
   }
 

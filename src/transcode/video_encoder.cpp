@@ -1,13 +1,10 @@
 #include "transcode/video_encoder.h"
 
-#include <string_view>
-
+#include "media/stream_copy.h"
 #include "media/timestamps.h"
 
 namespace mpg {
 namespace {
-
-constexpr AVRational kFallbackFrameRate{25, 1};
 
 // Encoders that know a handful of picture rates or count time in 16 bits.
 bool CountsPictures(AVCodecID codecId, AVRational timeBase) {
@@ -16,14 +13,8 @@ bool CountsPictures(AVCodecID codecId, AVRational timeBase) {
 }
 
 AVRational TimeBaseFor(const VideoEncoderRequest& request) {
-  // AVI counts pictures.
-  const bool isAvi = request.muxer.video_codec == AV_CODEC_ID_MPEG4 &&
-                     std::string_view(request.muxer.name) == "avi";
-  const AVRational timeBase = request.source.time_base;
-  if (isAvi || CountsPictures(request.codecId, timeBase)) {
-    return av_inv_q(FrameRate(request.source));
-  }
-  return timeBase;
+  const AVRational timeBase = PictureTimeBase(request.muxer, request.source);
+  return CountsPictures(request.codecId, timeBase) ? av_inv_q(FrameRate(request.source)) : timeBase;
 }
 
 AVPixelFormat PixelFormatFor(const AVCodec& codec, AVPixelFormat wanted) {
@@ -35,13 +26,6 @@ AVPixelFormat PixelFormatFor(const AVCodec& codec, AVPixelFormat wanted) {
 }
 
 }  // namespace
-
-AVRational FrameRate(const AVStream& source) {
-  for (const AVRational rate : {source.avg_frame_rate, source.r_frame_rate}) {
-    if (rate.num > 0 && rate.den > 0 && av_q2d(rate) < 1000) return rate;
-  }
-  return kFallbackFrameRate;
-}
 
 CodecPtr MakeVideoEncoder(const VideoEncoderRequest& request) {
   CodecPtr encoder = MakeEncoder(request.codecId);
@@ -66,8 +50,8 @@ CodecPtr MakeVideoEncoder(const VideoEncoderRequest& request) {
   return encoder;
 }
 
-void OpenVideoEncoder(AVCodecContext& encoder, const AVOutputFormat& muxer, AVStream& target) {
-  OpenEncoder(encoder, muxer, target);
+void DescribeVideoEncoder(const AVCodecContext& encoder, AVStream& target) {
+  DescribeEncoder(encoder, target);
   target.avg_frame_rate = encoder.framerate;
   target.sample_aspect_ratio = encoder.sample_aspect_ratio;
 }

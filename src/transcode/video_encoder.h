@@ -15,15 +15,12 @@ struct VideoEncoderRequest {
   std::int64_t fileBitRate;  // of the input, where the stream tells none
 };
 
-/// Pictures a second, as far as the file tells or lets guess.
-AVRational FrameRate(const AVStream& source);
-
 /// An encoder, not yet open, that keeps the source's size, shape, bit rate, GOP size and, where it
 /// can, pixel format and time base. Throws Error(AVERROR_UNKNOWN) when FFmpeg has no such encoder.
 CodecPtr MakeVideoEncoder(const VideoEncoderRequest& request);
 
-/// Opens the encoder and describes its stream by it. Throws Error with FFmpeg's code.
-void OpenVideoEncoder(AVCodecContext& encoder, const AVOutputFormat& muxer, AVStream& target);
+/// Describes an output stream by its open encoder. Throws Error with FFmpeg's code.
+void DescribeVideoEncoder(const AVCodecContext& encoder, AVStream& target);
 
 /// Encodes pictures and writes what comes out.
 class VideoEncoder {
