@@ -1,7 +1,10 @@
 #include "media/input.h"
 
 #include <algorithm>
+#include <string_view>
 #include <utility>
+
+#include "media/timestamps.h"
 
 namespace mpg {
 
@@ -16,6 +19,7 @@ Input::Input(OpenedFile&& file) : format_(std::move(file.format_)) {
   // AVI and MPEG program streams leave out the presentation times of all but B pictures; they
   // follow from the decoding times of the pictures behind.
   format_->flags |= AVFMT_FLAG_GENPTS;
+  isAvi_ = std::string_view(format_->iformat->name) == "avi";
 }
 
 std::int64_t Input::FileSize() const {
@@ -31,6 +35,25 @@ void Input::ReadOnly(std::initializer_list<int> streamIndexes) {
   }
 }
 
+bool Input::IsWanted(const AVPacket& packet) {
+  if (packet.stream_index == skippedStream_) {
+    if ((packet.flags & AV_PKT_FLAG_KEY) == 0) return false;
+    skippedStream_ = kNone;
+  }
+  // Not every demuxer heeds `discard`, and some add streams while they read.
+  return onlyStreams_.empty() || std::ranges::count(onlyStreams_, packet.stream_index) > 0;
+}
+
+// A generated presentation time is the decoding time of the next picture that isn't a B picture:
+// all pictures would be shown one late. AVI, whose ticks are pictures, shows the first at time 0.
+void Input::UndoGeneratedDelay(AVPacket& packet) const {
+  if (!isAvi_) return;
+  const AVCodecParameters& parameters = *format_->streams[packet.stream_index]->codecpar;
+  const bool isGenerated =
+      parameters.codec_type == AVMEDIA_TYPE_VIDEO && parameters.video_delay > 0;
+  if (isGenerated) DelayPacket(packet, -1);
+}
+
 int Input::Read(AVPacket& packet) {
   for (;;) {
     av_packet_unref(&packet);
@@ -38,9 +61,9 @@ int Input::Read(AVPacket& packet) {
     if (result == AVERROR(EAGAIN)) continue;
     if (result == AVERROR(EIO)) return AVERROR_EOF;
     if (result < 0) return result;
-    // Not every demuxer heeds `discard`, and some add streams while they read.
-    if (onlyStreams_.empty()) return 0;
-    if (std::ranges::count(onlyStreams_, packet.stream_index) > 0) return 0;
+    if (!IsWanted(packet)) continue;
+    UndoGeneratedDelay(packet);
+    return 0;
   }
 }
 

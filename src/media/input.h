@@ -50,13 +50,23 @@ class Input {
   void ReadOnly(std::initializer_list<int> streamIndexes);
   void ReadOnly(const AVStream& stream) { ReadOnly({stream.index}); }
 
+  /// After a seek between key pictures: Read passes over this stream's packets up to the next one.
+  void SkipToKeyPicture(const AVStream& stream) { skippedStream_ = stream.index; }
+
   /// Reads the next packet into an empty or used one. 0, or AVERROR_EOF at the end (of which FFmpeg
   /// has two forms), or another negative code. After a failure the packet is empty.
   [[nodiscard]] int Read(AVPacket& packet);
 
  private:
+  static constexpr int kNone = -1;
+
+  bool IsWanted(const AVPacket& packet);
+  void UndoGeneratedDelay(AVPacket& packet) const;
+
   InputFormatPtr format_;
   std::vector<int> onlyStreams_;  // empty: all
+  int skippedStream_ = kNone;     // up to its next key picture
+  bool isAvi_ = false;
 };
 
 }  // namespace mpg

@@ -12,11 +12,16 @@ int Seek(const Input& input, AVCodecContext& decoder, int stream, std::int64_t t
   return result;
 }
 
-// Some containers are sought by time alone. True when what comes next can be decoded.
-bool IsAtKeyPicture(Input& input, int stream) {
+// Some containers are sought by time alone. True when a key picture follows that isn't later than
+// the time wanted.
+bool KeyPictureFollows(Input& input, const AVStream& stream, std::int64_t wanted) {
   const PacketPtr packet = MakePacket();
   while (input.Read(*packet) == 0) {
-    if (packet->stream_index == stream) return (packet->flags & AV_PKT_FLAG_KEY) != 0;
+    if (packet->stream_index != stream.index) continue;
+    const bool isKey = (packet->flags & AV_PKT_FLAG_KEY) != 0;
+    const std::int64_t time = isKey || !IsKnown(packet->dts) ? packet->pts : packet->dts;
+    if (isKey || !IsKnown(time) || time > wanted)
+      return isKey && (!IsKnown(time) || time <= wanted);
   }
   return false;
 }
@@ -32,23 +37,30 @@ std::int64_t TimeStampAt(const AVStream& stream, std::uint32_t second) {
 int SeekVideoToSecond(Input& input, AVCodecContext& decoder, const AVStream& stream,
                       std::uint32_t second) {
   constexpr int kAttempts = 60;
+  const auto seek = [&](std::int64_t timeStamp, int flags) {
+    return Seek(input, decoder, stream.index, timeStamp, flags);
+  };
+  const std::int64_t wanted = TimeStampAt(stream, second);
   int result = -1;
   for (int attempt = 0; attempt < kAttempts; ++attempt, --second) {
     const std::int64_t timeStamp = TimeStampAt(stream, second);
-    const auto seek = [&](int flags) {
-      return Seek(input, decoder, stream.index, timeStamp, flags);
-    };
     // The first seek only asks whether the time can be reached at all.
-    result = seek(AVSEEK_FLAG_ANY);
-    if (result >= 0) result = seek(AVSEEK_FLAG_BACKWARD);
+    result = seek(timeStamp, AVSEEK_FLAG_ANY);
+    if (result >= 0) result = seek(timeStamp, AVSEEK_FLAG_BACKWARD);
     if (result >= 0) {
-      const bool isUsable = IsAtKeyPicture(input, stream.index);
-      result = seek(AVSEEK_FLAG_BACKWARD);
-      if (isUsable) return result;
+      const bool isUsable = KeyPictureFollows(input, stream, wanted);
+      result = seek(timeStamp, AVSEEK_FLAG_BACKWARD);
+      if (isUsable) {
+        input.SkipToKeyPicture(stream);
+        return result;
+      }
     }
-    if (second == 0) return result >= 0 ? result : -1;
+    if (second == 0) break;
   }
-  return result;
+  if (second != 0 || result < 0) return second == 0 ? -1 : result;
+  // Decoding starts ahead of the first picture's time.
+  const std::int64_t secondOfTicks = av_rescale(1, stream.time_base.den, stream.time_base.num);
+  return seek(TimeStampAt(stream, 0) - secondOfTicks, AVSEEK_FLAG_BACKWARD);
 }
 
 }  // namespace mpg

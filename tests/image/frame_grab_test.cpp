@@ -11,6 +11,7 @@
 #include "mpg/mpg.h"
 #include "support/host.h"
 #include "support/media.h"
+#include "support/pictures.h"
 #include "support/process.h"
 
 namespace {
@@ -55,29 +56,15 @@ double Psnr(const std::string& a, const std::string& b) {
   return 10 * std::log10(255.0 * 255.0 * static_cast<double>(a.size()) / (squares + 1e-9));
 }
 
-// 100 pictures, 25 a second, key pictures at regular distances. The left half is a grey that tells
-// how many tens of pictures came before, the right half is white.
-std::string NumberedVideo(const std::string& name, const std::string& options) {
-  return test::MakeMedia(name,
-                         "-f lavfi -i nullsrc=size=64x48:rate=25:duration=4 "
-                         "-vf \"geq=lum='if(lt(X,32),16+20*floor(N/10),235)':cb=128:cr=128\" "
-                         "-c:v libx264 -qp 4 -sc_threshold 0 " +
-                             options);
-}
+constexpr const char* kH264 = "-c:v libx264 -qp 4 -sc_threshold 0 ";
 
-int NumberOf(unsigned char grey) {
-  return 10 * static_cast<int>(std::lround(grey * 219.0 / 255.0 / 20.0));
-}
-
-// The first picture of the ten that look like the one in a file.
 int NumberIn(const std::string& path) {
-  const std::string pixels = Pixels(path);
-  return pixels.size() < 9216 ? -1
-                              : NumberOf(static_cast<unsigned char>(pixels[(24 * 64 + 16) * 3]));
+  const std::vector<int> numbers = test::PictureNumbers(path);
+  return numbers.empty() ? -1 : numbers.front();
 }
 
 int NumberIn(const Bitmap& bitmap) {
-  return bitmap.block == nullptr ? -1 : NumberOf(bitmap.block.get()[58 + (24 * 64 + 16) * 3]);
+  return bitmap.block == nullptr ? -1 : test::PictureNumber(bitmap.block.get() + 58);
 }
 
 TEST(FrameGrab, TakesTheFirstPictureOfEveryContainerAndCodec) {
@@ -123,7 +110,8 @@ TEST(FrameGrab, PassesOverPicturesOfOneColour) {
 
 TEST(FrameGrab, TakesTheFirstKeyPictureBehindAPosition) {
   const test::ScratchFolder folder;
-  const std::string video = NumberedVideo("number-10.mp4", "-g 10 -bf 2");
+  const std::string video =
+      test::NumberedVideo("number-10.mp4", kH264 + std::string("-g 10 -bf 2"));
   struct Case {
     std::int32_t percent100, position;
     int picture;
@@ -148,7 +136,8 @@ TEST(FrameGrab, NeedsALengthOnlyBehindTheStart) {
 TEST(FrameGrab, SamplesEvery20thPictureAroundASecond) {
   const test::ScratchFolder folder;
   // Key pictures at 0 and 2 s, so that samples are 0, 20, 40 ... or 50, 70, 90.
-  const std::string video = NumberedVideo("number-50.mp4", "-g 50 -bf 0");
+  const std::string video =
+      test::NumberedVideo("number-50.mp4", kH264 + std::string("-g 50 -bf 0"));
   struct Case {
     std::uint32_t second;
     int inMemory, inFile;
@@ -165,11 +154,11 @@ TEST(FrameGrab, SamplesEvery20thPictureAroundASecond) {
 }
 
 TEST(FrameGrab, CountsSecondsFromTheStreamsStart) {
-  // Transport streams are sought by time alone: the grab goes back to a key picture, 50.
-  const std::string late =
-      test::MakeMedia("late.ts", "-i " + NumberedVideo("number-10.mp4", "-g 10 -bf 2") +
-                                     " -c copy -output_ts_offset 40000");
-  EXPECT_EQ(NumberIn(GrabBitmap(late, 3)), 70);
+  // Transport streams are sought by time alone: the grab goes back to a key picture, 60.
+  const std::string late = test::MakeMedia(
+      "late.ts", "-i " + test::NumberedVideo("number-10.mp4", kH264 + std::string("-g 10 -bf 2")) +
+                     " -c copy -output_ts_offset 40000");
+  EXPECT_EQ(NumberIn(GrabBitmap(late, 3)), 60);
 }
 
 TEST(FrameGrab, ScalesByHeightToAWidthOfWholeFours) {
@@ -196,7 +185,8 @@ TEST(FrameGrab, FailsWithoutAPictureAndDeletesWhatItPromises) {
   test::WriteBytes(folder / "text.mp4", std::string(5000, 'a') + "\n");
   test::WriteBytes(folder / "cut.mp4", whole.substr(0, whole.size() / 2));
   // The pictures' bytes are gone, the index is whole.
-  std::string noise = test::ReadBytes(NumberedVideo("start.mp4", "-movflags +faststart"));
+  std::string noise = test::ReadBytes(
+      test::NumberedVideo("start.mp4", kH264 + std::string("-movflags +faststart")));
   for (std::size_t i = noise.find("mdat") + 4; i < noise.size(); ++i)
     noise[i] = static_cast<char>(i * 7);
   test::WriteBytes(folder / "noise.mp4", noise);

@@ -1,0 +1,60 @@
+#include "support/pictures.h"
+
+#include <cmath>
+#include <cstddef>
+#include <filesystem>
+
+#include "support/media.h"
+#include "support/process.h"
+
+namespace test {
+namespace {
+
+constexpr int kWidth = 64;
+constexpr int kHeight = 48;
+
+int Digit(unsigned char grey) {
+  return static_cast<int>(std::lround(grey * 219.0 / 255.0 / 20.0));
+}
+
+int NumberOf(unsigned char tens, unsigned char units) {
+  return 10 * Digit(tens) + Digit(units);
+}
+
+}  // namespace
+
+std::string NumberedPictures() {
+  // The white border keeps pictures such as 0 and 11 from being of one colour.
+  return "-f lavfi -i \"nullsrc=size=64x48:rate=25:duration=4,"
+         "geq=lum='if(lt(X,24),16+20*floor(N/"
+         "10),if(lt(X,48),16+20*mod(N,10),235))':cb=128:cr=128\" ";
+}
+
+std::string NumberedVideo(const std::string& name, const std::string& options) {
+  return MakeMedia(name, NumberedPictures() + options);
+}
+
+std::vector<int> PictureNumbers(const std::string& path) {
+  const std::string raw = path + ".gray";
+  RunProgram("ffmpeg -v error -y -i " + Quoted(path) +
+             " -map 0:v:0 -fps_mode passthrough -vf scale=64:48:flags=neighbor,format=gray -f "
+             "rawvideo " +
+             Quoted(raw));
+  const std::string pixels = ReadBytes(raw);
+  std::filesystem::remove(raw);
+  std::vector<int> numbers;
+  constexpr std::size_t kMiddle = kHeight / 2 * kWidth;
+  for (std::size_t start = 0; start + kWidth * kHeight <= pixels.size();
+       start += kWidth * kHeight) {
+    numbers.push_back(NumberOf(static_cast<unsigned char>(pixels[start + kMiddle + 12]),
+                               static_cast<unsigned char>(pixels[start + kMiddle + 36])));
+  }
+  return numbers;
+}
+
+int PictureNumber(const unsigned char* pixels) {
+  constexpr int kMiddle = kHeight / 2 * kWidth;
+  return NumberOf(pixels[3 * (kMiddle + 12)], pixels[3 * (kMiddle + 36)]);
+}
+
+}  // namespace test

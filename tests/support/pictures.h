@@ -1,0 +1,22 @@
+// Videos whose pictures tell their numbers.
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace test {
+
+/// ffmpeg arguments for 100 pictures of 64 x 48, 25 a second, numbered from 0: tens and units are
+/// two greys. The encoder's arguments follow.
+std::string NumberedPictures();
+
+/// A file of them; `options` choose the codec and may add inputs and maps.
+std::string NumberedVideo(const std::string& name, const std::string& options);
+
+/// The numbers of a file's pictures, as the ffmpeg program shows them; 64 x 48 or scaled.
+std::vector<int> PictureNumbers(const std::string& path);
+
+/// The number of a 64 x 48 picture, read from packed 24-bit pixels.
+int PictureNumber(const unsigned char* pixels);
+
+}  // namespace test

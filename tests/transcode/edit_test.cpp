@@ -1,0 +1,192 @@
+// Trimming, cropping and shifting: three workers on one set-up.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <filesystem>
+#include <functional>
+#include <map>
+#include <numeric>
+#include <string>
+#include <vector>
+
+#include "mpg/mpg.h"
+#include "support/host.h"
+#include "support/media.h"
+#include "support/pictures.h"
+#include "support/probe.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+// Numbered pictures with B pictures, a key picture every 30, and a tone of the same length.
+std::string Film(const std::string& extension) {
+  const std::map<std::string, std::string> codecs = {
+      {"mp4", "-c:v libx264 -qp 4 -g 30 -sc_threshold 0 -bf 2 -c:a aac"},
+      {"mkv", "-c:v libx264 -qp 4 -g 30 -sc_threshold 0 -bf 2 -c:a libmp3lame"},
+      {"ts", "-c:v libx264 -qp 4 -g 30 -sc_threshold 0 -bf 2 -c:a aac"},
+      {"flv", "-c:v libx264 -qp 4 -g 30 -sc_threshold 0 -bf 2 -c:a aac"},
+      {"avi", "-c:v mpeg4 -q:v 1 -g 30 -bf 2 -c:a libmp3lame"},
+      {"webm", "-c:v libvpx-vp9 -deadline realtime -cpu-used 8 -crf 10 -b:v 0 -g 30 -c:a libopus"}};
+  return test::NumberedVideo(
+      "film." + extension,
+      "-f lavfi -i sine=frequency=440:sample_rate=48000 -t 4 " + codecs.at(extension));
+}
+
+const char* const kContainers[] = {"mp4", "mkv", "ts", "flv", "avi", "webm"};
+
+std::vector<int> Range(int first, int last) {
+  std::vector<int> numbers(static_cast<std::size_t>(last - first + 1));
+  std::iota(numbers.begin(), numbers.end(), first);
+  return numbers;
+}
+
+double FirstTime(const std::string& path, const std::string& stream) {
+  double first = 1e9;
+  for (const test::Packet& packet : test::ReadPackets(path, stream)) {
+    if (packet.pts) first = std::min(first, *packet.pts);
+  }
+  return first;
+}
+
+// How much later the sound starts than the pictures.
+double Offset(const std::string& path) {
+  return FirstTime(path, "a:0") - FirstTime(path, "v:0");
+}
+
+TEST(Trim, KeepsThePicturesFromStartToEndIncluded) {
+  struct Window {
+    std::uint32_t start, end;
+    int first, last;
+  };
+  const test::ScratchFolder folder;
+  for (const char* extension : kContainers) {
+    const std::string output = folder / (std::string("out.") + extension);
+    for (const Window& window :
+         {Window{0, 99, 0, 99}, Window{1, 2, 25, 50}, Window{3, 3, 75, 75}}) {
+      SCOPED_TRACE(std::string(extension) + " from " + std::to_string(window.start));
+      ASSERT_EQ(
+          MPG_SaveTrimmedVideo(Film(extension).c_str(), output.c_str(), window.start, window.end),
+          0);
+      EXPECT_EQ(test::PictureNumbers(output), Range(window.first, window.last));
+      EXPECT_EQ(test::DecodingErrors(output), "");
+    }
+  }
+}
+
+TEST(Trim, MovesPicturesAndSoundByTheSameTime) {
+  const test::ScratchFolder folder;
+  const std::string output = folder / "out.mp4";
+  ASSERT_EQ(MPG_SaveTrimmedVideo(Film("mp4").c_str(), output.c_str(), 2, 3), 0);
+  EXPECT_NEAR(FirstTime(output, "v:0"), 0, 0.001);
+  // From the key picture at 1.2 s on: 0.8 s ahead of the start, give or take some packets.
+  EXPECT_NEAR(FirstTime(output, "a:0"), -0.8, 0.1);
+  const std::vector<std::string> whole = test::ReadPayloads(Film("mp4"), "a:0");
+  const std::vector<std::string> kept = test::ReadPayloads(output, "a:0");
+  EXPECT_TRUE(std::equal(kept.rbegin(), kept.rend(), whole.rbegin()));
+}
+
+TEST(Trim, LeavesNoPicturesForAWindowWithoutAny) {
+  const test::ScratchFolder folder;
+  for (const auto& [start, end] : {std::pair{3u, 2u}, std::pair{50u, 60u}}) {
+    const std::string output = folder / "out.mp4";
+    EXPECT_EQ(MPG_SaveTrimmedVideo(Film("mp4").c_str(), output.c_str(), start, end), 0);
+    EXPECT_EQ(test::ReadPackets(output, "v:0").size(), 0u) << start;
+  }
+}
+
+TEST(Crop, CopiesEveryPacketOfADecodableVideo) {
+  const test::ScratchFolder folder;
+  for (const char* extension : kContainers) {
+    const std::string output = folder / (std::string("out.") + extension);
+    ASSERT_EQ(MPG_Crop(Film(extension).c_str(), output.c_str()), 0) << extension;
+    EXPECT_EQ(test::ReadPayloads(output, "v:0"), test::ReadPayloads(Film(extension), "v:0"));
+    EXPECT_EQ(test::ReadPayloads(output, "a:0"), test::ReadPayloads(Film(extension), "a:0"));
+    EXPECT_EQ(test::DecodingErrors(output), "");
+  }
+}
+
+TEST(Crop, EndsAtAPacketThatDoesNotDecode) {
+  const test::ScratchFolder folder;
+  std::string film = test::ReadBytes(Film("mp4"));
+  // Lengths of units that can't be, in the middle of the packets.
+  const std::size_t middle = film.find("mdat") + 4 + (film.size() - film.find("mdat")) / 4;
+  for (std::size_t i = middle; i < middle + 3000; ++i) film[i] = '\xEE';
+  test::WriteBytes(folder / "broken.mp4", film);
+  EXPECT_LT(MPG_Crop((folder / "broken.mp4").c_str(), (folder / "out.mp4").c_str()), 0);
+  EXPECT_FALSE(fs::exists(folder / "out.mp4"));
+}
+
+TEST(ShiftAudio, MovesTheSoundAndNothingElse) {
+  const test::ScratchFolder folder;
+  for (const char* extension : {"mp4", "mkv", "ts", "flv"}) {
+    const std::string output = folder / (std::string("out.") + extension);
+    for (const int milliseconds : {250, 1, 0, -1, -250}) {
+      SCOPED_TRACE(std::string(extension) + " by " + std::to_string(milliseconds));
+      ASSERT_EQ(MPG_ShiftAudio(Film(extension).c_str(), output.c_str(), milliseconds, nullptr, 0),
+                0);
+      EXPECT_NEAR(Offset(output) - Offset(Film(extension)), milliseconds / 1000.0, 0.0011);
+      EXPECT_EQ(test::ReadPayloads(output, "v:0"), test::ReadPayloads(Film(extension), "v:0"));
+      EXPECT_EQ(test::ReadPayloads(output, "a:0"), test::ReadPayloads(Film(extension), "a:0"));
+    }
+  }
+}
+
+TEST(ShiftAudio, ReportsAndStops) {
+  const test::ScratchFolder folder;
+  const std::string output = folder / "out.mp4";
+  for (const int stopAt : {0, 1, 15}) {
+    test::ProgressLog log(stopAt);
+    ASSERT_EQ(MPG_ShiftAudio(Film("mp4").c_str(), output.c_str(), 40, test::ProgressLog::Callback,
+                             log.Context()),
+              0);
+    EXPECT_EQ(log.Reports().back(), 100);
+    EXPECT_EQ(test::DecodingErrors(output), "");
+    if (stopAt == 0) continue;
+    EXPECT_EQ(log.Reports().size(), static_cast<std::size_t>(stopAt) + 1);
+  }
+}
+
+// The three answer alike to what they can't work with.
+TEST(Edits, AnswerBadInputWithACodeAndDeleteTheOutput) {
+  using Edit = std::function<int(const char*, const char*)>;
+  const std::pair<const char*, Edit> edits[] = {
+      {"trim", [](auto in, auto out) { return MPG_SaveTrimmedVideo(in, out, 1, 2); }},
+      {"crop", [](auto in, auto out) { return MPG_Crop(in, out); }},
+      {"shift", [](auto in, auto out) { return MPG_ShiftAudio(in, out, 100, nullptr, 0); }}};
+  const test::ScratchFolder folder;
+  fs::copy_file(Film("mp4"), folder / "film.mp4");
+  fs::copy_file(Film("mp4"), folder / "film.unheard");
+  fs::create_symlink(folder / "film.mp4", folder / "link.mp4");
+  test::WriteBytes(folder / "text.mp4", std::string(5000, 'a') + "\n");
+  const std::string film = folder / "film.mp4";
+  const std::string output = folder / "out.mp4";
+
+  struct Case {
+    std::string input, output;
+    int code;
+  };
+  const Case cases[] = {
+      {test::H264Video(), output, MPG_ERR_AUDIO_STREAM_NOT_FOUND},
+      {test::AacAudio(), output, MPG_ERR_VIDEO_STREAM_NOT_FOUND},
+      {folder / "missing.mp4", output, -ENOENT},
+      {folder / "text.mp4", output, -0x41444E49},      // invalid data
+      {folder / "film.unheard", output, -0x54495845},  // no muxer of that name
+      {film, folder / "no folder/out.mp4", -ENOENT},
+      {film, film, MPG_ERR_INVALID_PARAMETER},
+      {film, folder / "link.mp4", MPG_ERR_INVALID_PARAMETER},
+  };
+  for (const auto& [name, edit] : edits) {
+    for (const Case& c : cases) {
+      EXPECT_EQ(edit(c.input.c_str(), c.output.c_str()), c.code) << name << " " << c.input;
+      EXPECT_FALSE(fs::exists(output)) << name << " " << c.input;
+    }
+    const test::FileSizeLimit limit(3000);
+    EXPECT_EQ(edit(film.c_str(), output.c_str()), -EFBIG) << name;
+    EXPECT_FALSE(fs::exists(output)) << name;
+  }
+  EXPECT_EQ(test::ReadBytes(film), test::ReadBytes(Film("mp4")));
+}
+
+}  // namespace

@@ -1,0 +1,272 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "mpg/mpg.h"
+#include "support/host.h"
+#include "support/media.h"
+#include "support/pictures.h"
+#include "support/probe.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+// The host's string object: short texts inside, longer ones behind a pointer.
+HostString MakeHostString(const std::string& text) {
+  HostString string{};
+  string.length = text.size();
+  if (text.size() < 16) {
+    string.capacity = 15;
+    std::memcpy(string.characters.text, text.c_str(), text.size() + 1);
+  } else {
+    string.capacity = text.size();
+    string.characters.pointer = text.c_str();
+  }
+  return string;
+}
+
+int Transcode(const std::string& input, const std::string& output, const TranscodeParams& params,
+              test::ProgressLog* log = nullptr) {
+  const HostString in = MakeHostString(input);
+  const HostString out = MakeHostString(output);
+  return MPG_Transcode(&in, &out, &params, log ? test::ProgressLog::Callback : nullptr,
+                       log ? log->Context() : 0);
+}
+
+constexpr const char* kTone = "-f lavfi -i sine=frequency=440:sample_rate=48000 -t 4 ";
+constexpr const char* kH264 = "-c:v libx264 -qp 4 -g 30 -bf 2 ";
+
+std::string Film(const std::string& extension) {
+  return test::NumberedVideo("film." + extension, std::string(kTone) + kH264 + "-c:a aac");
+}
+
+// Further streams that no output may hold.
+std::string CrowdedFilm() {
+  const std::string subtitles = test::MakeMedia(
+      "s.mkv", "-f lavfi -i color=size=16x16:duration=1 -c:v ffv1 -metadata title=x");
+  return test::MakeMedia("crowded.mkv", "-i " + Film("mp4") + " -i " + test::OpusAudio(4) + " -i " +
+                                            subtitles +
+                                            " -map 0:v -map 0:a -map 1:a -map 2:v -c copy");
+}
+
+// A transport stream names its streams twice, once in its programs.
+std::string CodecOf(const std::string& path, const std::string& stream) {
+  const std::string names = test::Probe(path, "stream=codec_name", stream);
+  return names.substr(0, names.find('\n'));
+}
+
+TEST(Transcode, FillsEveryContainerFromEveryOther) {
+  struct Case {
+    std::string input;
+    TranscodeParams params;
+    const char* container;
+    const char *soundCodec, *pictureCodec;
+  };
+  const TranscodeParams avi{.formatId = MPG_FORMAT_AVI}, mp4{.formatId = MPG_FORMAT_MP4},
+      ts{.formatId = MPG_FORMAT_TS};
+  const std::string mpeg4 = test::NumberedVideo(
+      "film.avi", std::string(kTone) + "-c:v mpeg4 -q:v 2 -bf 2 -c:a libmp3lame");
+  const std::string webm = test::NumberedVideo(
+      "film.webm",
+      std::string(kTone) + "-c:v libvpx-vp9 -deadline realtime -cpu-used 8 -c:a libopus");
+  const Case cases[] = {
+      {Film("ts"), mp4, "mov,mp4,m4a,3gp,3g2,mj2", "aac", "h264"},
+      {Film("flv"), ts, "mpegts", "aac", "h264"},
+      {Film("mkv"), avi, "avi", "aac", "h264"},
+      {CrowdedFilm(), mp4, "mov,mp4,m4a,3gp,3g2,mj2", "opus", "h264"},
+      {mpeg4, {.formatId = MPG_FORMAT_MPEG}, "mpeg", "mp3", "mpeg4"},
+      {webm, {.formatId = MPG_FORMAT_WEBM}, "matroska,webm", "opus", "vp9"},
+      {Film("mp4"),
+       {.formatId = MPG_FORMAT_3GP, .targetAudioCodec = 3, .targetVideoCodec = 4},
+       "mov,mp4,m4a,3gp,3g2,mj2",
+       "amr_nb",
+       "h263"},
+      {Film("ts"),
+       {.formatId = MPG_FORMAT_AVI, .targetAudioCodec = 1, .targetVideoCodec = 1},
+       "avi",
+       "mp3",
+       "mpeg4"},
+      {Film("flv"),
+       {.formatId = MPG_FORMAT_MPEG, .targetAudioCodec = 1, .targetVideoCodec = 6},
+       "mpeg",
+       "mp3",
+       "mpeg4"},
+      {mpeg4,
+       {.formatId = MPG_FORMAT_MP4, .targetAudioCodec = 2, .targetVideoCodec = 5},
+       "mov,mp4,m4a,3gp,3g2,mj2",
+       "aac",
+       "h264"},
+      {CrowdedFilm(),
+       {.formatId = MPG_FORMAT_TS, .targetAudioCodec = 2, .videoReencode = 1},
+       "mpegts",
+       "aac",
+       "h264"},
+      {webm,
+       {.formatId = MPG_FORMAT_WEBM, .targetAudioBitRate = 64000, .videoReencode = 1},
+       "matroska,webm",
+       "opus",
+       "vp9"},
+      {Film("mp4"), {.formatId = MPG_FORMAT_MP3, .targetAudioCodec = 1}, "mp3", "mp3", ""},
+  };
+  const test::ScratchFolder folder;
+  for (const Case& c : cases) {
+    const std::string output = folder / "out";
+    SCOPED_TRACE(c.input + " as " + c.container);
+    ASSERT_EQ(Transcode(c.input, output, c.params), 0);
+    EXPECT_EQ(test::Probe(output, "format=format_name"), c.container);
+    const bool hasPictures = c.params.formatId != static_cast<int>(MPG_FORMAT_MP3);
+    EXPECT_EQ(CodecOf(output, "0"), c.soundCodec);
+    if (!hasPictures) continue;
+    EXPECT_EQ(CodecOf(output, "1"), c.pictureCodec);
+    EXPECT_EQ(test::ReadPackets(output, "1").size(), 100u);
+    EXPECT_EQ(test::Probe(output, "stream=index", "2"), "");
+    const std::vector<test::Packet> sound = test::ReadPackets(output, "0");
+    const std::vector<test::Packet> pictures = test::ReadPackets(output, "1");
+    ASSERT_FALSE(sound.empty());
+    // AVI tells no presentation times of pictures that others overtake.
+    if (!pictures.front().pts) continue;
+    EXPECT_NEAR(*pictures.front().pts, *sound.front().pts, 0.0901);
+    EXPECT_NEAR(*sound.back().pts - *sound.front().pts, 4, 0.1);
+  }
+}
+
+TEST(Transcode, KeepsEveryPictureInItsPlace) {
+  std::vector<int> all(100);
+  for (int i = 0; i < 100; ++i) all[static_cast<std::size_t>(i)] = i;
+  const test::ScratchFolder folder;
+  const std::string output = folder / "out.mp4";
+  for (const TranscodeParams& params :
+       {TranscodeParams{.formatId = MPG_FORMAT_MP4},
+        TranscodeParams{.formatId = MPG_FORMAT_MP4, .videoReencode = 1},
+        TranscodeParams{.formatId = MPG_FORMAT_AVI},
+        TranscodeParams{.formatId = MPG_FORMAT_MP4, .targetVideoCodec = 6, .targetHeight = 96}}) {
+    ASSERT_EQ(Transcode(Film("ts"), output, params), 0);
+    EXPECT_EQ(test::PictureNumbers(output), all) << params.formatId << params.videoReencode;
+    EXPECT_EQ(test::DecodingErrors(output), "");
+  }
+}
+
+TEST(Transcode, WritesTagsAndSizesAsAsked) {
+  struct Case {
+    TranscodeParams params;
+    const char* expected;
+  };
+  const Case cases[] = {
+      {{.formatId = MPG_FORMAT_AVI, .targetVideoCodec = 1}, "XVID\n64\n48"},
+      {{.formatId = MPG_FORMAT_AVI, .targetVideoCodec = 2}, "DX50\n64\n48"},
+      {{.formatId = MPG_FORMAT_AVI, .targetVideoCodec = 3, .targetHeight = 24}, "DIVX\n32\n24"},
+      {{.formatId = MPG_FORMAT_AVI, .targetVideoCodec = 6, .targetWidth = 128}, "FMP4\n128\n96"},
+      {{.formatId = MPG_FORMAT_MP4, .targetVideoCodec = 6, .targetWidth = 1, .scalePercent = 50},
+       "mp4v\n32\n24"},
+      {{.formatId = MPG_FORMAT_MP4, .targetVideoCodec = 5, .scalePercent = 50}, "avc1\n64\n48"},
+      {{.formatId = MPG_FORMAT_MP4, .targetWidth = 16, .targetHeight = 16, .scalePercent = 100},
+       "avc1\n16\n16"},
+  };
+  const test::ScratchFolder folder;
+  for (const Case& c : cases) {
+    ASSERT_EQ(Transcode(Film("mp4"), folder / "out", c.params), 0);
+    EXPECT_EQ(test::Probe(folder / "out", "stream=codec_tag_string,width,height", "v:0"),
+              c.expected);
+  }
+}
+
+TEST(Transcode, EncodesSoundAsAsked) {
+  const test::ScratchFolder folder;
+  const TranscodeParams params{.formatId = MPG_FORMAT_MP4,
+                               .targetAudioCodec = 2,
+                               .targetAudioBitRate = 50000,
+                               .targetSampleRate = 20000,
+                               .targetChannels = 1};
+  // The decoder's sample format is one that the encoder doesn't take.
+  const std::string layer2 =
+      test::NumberedVideo("layer2.ts", std::string(kTone) + "-ac 2 " + kH264 + "-c:a mp2");
+  ASSERT_EQ(Transcode(layer2, folder / "out.mp4", params), 0);
+  EXPECT_EQ(test::Probe(folder / "out.mp4", "stream=codec_name,sample_rate,channels", "a:0"),
+            "aac\n22050\n1");
+}
+
+TEST(Transcode, TakesSoundAloneWhereThereIsNoVideo) {
+  const test::ScratchFolder folder;
+  test::ProgressLog log;
+  ASSERT_EQ(Transcode(test::AacAudio(), folder / "a.mp4", {.formatId = MPG_FORMAT_MP4}, &log), 0);
+  EXPECT_EQ(test::ReadPayloads(folder / "a.mp4", "a:0"),
+            test::ReadPayloads(test::AacAudio(), "a:0"));
+  EXPECT_GT(log.Reports().size(), 50u);
+  EXPECT_EQ(log.Reports().back(), 100);
+}
+
+TEST(Transcode, StopsWithAPlayableFileWhenTheHostSaysSo) {
+  const test::ScratchFolder folder;
+  for (const TranscodeParams& params :
+       {TranscodeParams{.formatId = MPG_FORMAT_MP4},
+        TranscodeParams{.formatId = MPG_FORMAT_MP4, .targetAudioCodec = 2, .videoReencode = 1}}) {
+    std::size_t before = 0;
+    for (const int stopAt : {10, 30, 60}) {
+      test::ProgressLog log(stopAt);
+      ASSERT_EQ(Transcode(Film("mp4"), folder / "a.mp4", params, &log), 0);
+      EXPECT_EQ(log.Reports().size(), static_cast<std::size_t>(stopAt));
+      EXPECT_EQ(test::DecodingErrors(folder / "a.mp4"), "");
+      const std::size_t pictures = test::ReadPackets(folder / "a.mp4", "v:0").size();
+      EXPECT_GT(pictures, before);
+      before = pictures;
+    }
+  }
+}
+
+TEST(Transcode, AnswersBadArgumentsWithACodeAndDeletesTheOutput) {
+  const test::ScratchFolder folder;
+  const std::string output = folder / "out.mp4";
+  const std::string film = folder / "film.mp4";
+  fs::copy_file(Film("mp4"), film);
+  struct Case {
+    std::string input, output;
+    TranscodeParams params;
+    int code;
+  };
+  constexpr int kExit = -0x54495845;
+  const TranscodeParams mp4{.formatId = MPG_FORMAT_MP4};
+  const Case cases[] = {
+      {"", output, mp4, MPG_ERR_INVALID_PARAMETER},
+      {film, "", mp4, MPG_ERR_INVALID_PARAMETER},
+      {film, film, mp4, MPG_ERR_INVALID_PARAMETER},
+      {folder / "missing.mp4", output, mp4, -ENOENT},
+      {film, folder / "no folder/out.mp4", mp4, -ENOENT},
+      {test::H264Video(), output, mp4, MPG_ERR_AUDIO_STREAM_NOT_FOUND},
+      {film, output, {.formatId = 9}, kExit},
+      {film, output, {.formatId = -1}, kExit},
+      {film, output, {.formatId = MPG_FORMAT_AAC}, kExit},
+      {film, output, {.formatId = MPG_FORMAT_WMV}, kExit},
+      {film, output, {.formatId = 4, .targetAudioCodec = 5}, MPG_ERR_INVALID_PARAMETER},
+      {film, output, {.formatId = 4, .targetAudioCodec = -1}, MPG_ERR_INVALID_PARAMETER},
+      {film, output, {.formatId = 4, .targetVideoCodec = 7}, MPG_ERR_INVALID_PARAMETER},
+      {film, output, {.formatId = 4, .targetVideoCodec = -1}, MPG_ERR_INVALID_PARAMETER},
+      {film, output, {.formatId = MPG_FORMAT_WEBM}, -EINVAL},  // neither stream fits
+  };
+  for (const Case& c : cases) {
+    EXPECT_EQ(Transcode(c.input, c.output, c.params), c.code) << c.input << c.params.formatId;
+    EXPECT_FALSE(fs::exists(output));
+  }
+  EXPECT_EQ(test::ReadBytes(film), test::ReadBytes(Film("mp4")));
+  const test::FileSizeLimit limit(3000);
+  EXPECT_EQ(Transcode(film, output, mp4), -EFBIG);
+  EXPECT_FALSE(fs::exists(output));
+}
+
+TEST(Transcode, GoesOnWithoutAVideoThatCannotBeEncoded) {
+  const test::ScratchFolder folder;
+  for (const TranscodeParams& params :
+       {TranscodeParams{.formatId = MPG_FORMAT_MP4, .targetWidth = -5, .targetHeight = 10},
+        TranscodeParams{.formatId = MPG_FORMAT_MP4, .targetHeight = 2147483647},
+        TranscodeParams{.formatId = MPG_FORMAT_MP4, .targetWidth = 31, .targetHeight = 31}}) {
+    ASSERT_EQ(Transcode(Film("mp4"), folder / "out.mp4", params), 0);
+    EXPECT_EQ(test::Probe(folder / "out.mp4", "stream=codec_type"), "audio");
+  }
+}
+
+}  // namespace
