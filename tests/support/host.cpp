@@ -19,10 +19,11 @@ void SetFileSizeLimit(rlim_t bytes) {
 
 }  // namespace
 
-ScratchFolder::ScratchFolder() {
-  std::string name = testing::UnitTest::GetInstance()->current_test_info()->name();
-  std::ranges::replace(name, '/', '-');
-  path_ = std::filesystem::temp_directory_path() / ("mpg-" + std::to_string(getpid()) + "-" + name);
+ScratchFolder::ScratchFolder(const std::string& name) {
+  // A parametrised test's name holds slashes.
+  std::string test = testing::UnitTest::GetInstance()->current_test_info()->name() + name;
+  std::ranges::replace(test, '/', '-');
+  path_ = std::filesystem::temp_directory_path() / ("mpg-" + std::to_string(getpid()) + "-" + test);
   std::filesystem::remove_all(path_);
   std::filesystem::create_directories(path_);
 }

@@ -11,10 +11,10 @@
 
 namespace test {
 
-/// An empty folder for one test, removed with its content at the end.
+/// An empty folder, removed with its content at the end. A test that has several names them.
 class ScratchFolder {
  public:
-  ScratchFolder();
+  explicit ScratchFolder(const std::string& name = "");
   ~ScratchFolder();
   ScratchFolder(const ScratchFolder&) = delete;
   ScratchFolder& operator=(const ScratchFolder&) = delete;

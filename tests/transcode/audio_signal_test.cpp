@@ -1,0 +1,233 @@
+// What re-encoded sound sounds like: tones keep frequency, level and channel, clicks their time,
+// the whole its length.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <string>
+#include <vector>
+
+#include "mpg/mpg.h"
+#include "support/host.h"
+#include "support/media.h"
+#include "support/probe.h"
+#include "support/sound.h"
+
+namespace {
+
+struct Source {
+  const char* name;
+  const char* encoder;
+  int rate;
+  int channels;
+};
+
+const Source kSources[] = {
+    {"aac.m4a", "aac", 8000, 1},           {"aac.aac", "aac", 22050, 2},
+    {"aac.mkv", "aac", 44100, 6},          {"aac.m4a", "aac", 96000, 2},
+    {"mp3.mp3", "libmp3lame", 8000, 1},    {"mp3.mp3", "libmp3lame", 11025, 2},
+    {"mp3.mp3", "libmp3lame", 22050, 1},   {"mp3.mp3", "libmp3lame", 44100, 2},
+    {"mp3.mkv", "libmp3lame", 48000, 2},   {"opus.opus", "libopus", 48000, 1},
+    {"opus.webm", "libopus", 48000, 2},    {"opus.mkv", "libopus -frame_duration 60", 48000, 6},
+    {"vorbis.ogg", "libvorbis", 8000, 1},  {"vorbis.ogg", "libvorbis", 11025, 2},
+    {"vorbis.mkv", "libvorbis", 44100, 6}, {"vorbis.ogg", "libvorbis", 96000, 2},
+    {"ac3.ac3", "ac3", 44100, 1},          {"ac3.mkv", "ac3", 48000, 2},
+    {"ac3.ts", "ac3", 48000, 6},           {"wavpack.wv", "wavpack", 96000, 1},
+    {"wavpack.mkv", "wavpack", 96000, 6},
+};
+
+// Whole periods in a second, below every filter; the fourth of six is the subwoofer's.
+const double kTones[] = {300, 500, 700, 60, 900, 1100};
+constexpr double kAmplitude = 0.2;
+constexpr std::size_t kClicks = 5;  // at 0.4 s, 1.0 s, ...
+
+std::string Make(const Source& source, const std::string& expression) {
+  const std::string layout = source.channels == 6   ? "5.1"
+                             : source.channels == 2 ? "stereo"
+                                                    : "mono";
+  std::string rate =
+      " -b:a " + std::to_string(source.channels * (source.rate < 16000 ? 32 : 64)) + "k";
+  // Vorbis aims at no bit rate there.
+  if (source.rate > 48000) rate = " -q:a 4";
+  return test::MakeMedia(
+      source.name, "-f lavfi -i \"aevalsrc=" + expression + ":channel_layout=" + layout +
+                       ":s=" + std::to_string(source.rate) + ":d=3\" -strict -2 -muxdelay 0 -c:a " +
+                       source.encoder + rate);
+}
+
+std::string MakeTones(const Source& source) {
+  std::string expression;
+  for (int channel = 0; channel < source.channels; ++channel) {
+    expression += (channel == 0 ? "" : "|") + std::to_string(kAmplitude) + "*sin(2*PI*t*" +
+                  std::to_string(static_cast<int>(kTones[channel])) + ")";
+  }
+  return Make(source, expression);
+}
+
+// A click of a millisecond in every channel.
+std::string MakeClicks(const Source& source) {
+  std::string expression;
+  for (int channel = 0; channel < source.channels; ++channel) {
+    expression += (channel == 0 ? "" : "|");
+    expression += "0.6*lt(mod(t+0.2\\,0.6)\\,0.001)";
+  }
+  return Make(source, expression);
+}
+
+std::string Video() {
+  return test::MakeMedia("hevc.mp4",
+                         "-f lavfi -i testsrc2=size=320x240:rate=25 -t 5 -c:v libx265 -preset "
+                         "ultrafast -x265-params log-level=0");
+}
+
+// The AAC file that MPG_MergeAV makes, or nothing where it would copy.
+std::string Join(const std::string& audio, const test::ScratchFolder& folder) {
+  MergeDecision decision;
+  EXPECT_EQ(MPG_MergeOP2(Video().c_str(), audio.c_str(), &decision), 0);
+  if (decision.mode == MPG_MERGE_COPY) return "";
+  const std::string output = folder / "joined.mp4";
+  EXPECT_EQ(MPG_MergeAV(Video().c_str(), audio.c_str(), output.c_str(), nullptr, 0), 0);
+  EXPECT_EQ(test::DecodingErrors(output), "");
+  return output;
+}
+
+std::string Convert(const std::string& audio, const test::ScratchFolder& folder) {
+  const std::string output = folder / "converted.mp3";
+  EXPECT_EQ(MP3_Convert(audio.c_str(), output.c_str(), 0, nullptr, 0), 0);
+  EXPECT_EQ(test::DecodingErrors(output), "");
+  return output;
+}
+
+// Share of an input channel in each output channel.
+using Mix = std::vector<std::vector<double>>;
+
+const Mix kMonoToMono = {{1}};
+const Mix kStereoToMono = {{0.5, 0.5}};
+const Mix kSurroundToStereo = {{1, 0, M_SQRT1_2, 0, M_SQRT1_2, 0},
+                               {0, 1, M_SQRT1_2, 0, 0, M_SQRT1_2}};
+
+Mix Mp3Mix(int channels) {
+  return channels == 1 ? kMonoToMono : channels == 2 ? kStereoToMono : kSurroundToStereo;
+}
+
+Mix Unmixed(int channels) {
+  const auto count = static_cast<std::size_t>(channels);
+  Mix mix(count, std::vector<double>(count, 0));
+  for (std::size_t i = 0; i < count; ++i) mix[i][i] = 1;
+  return mix;
+}
+
+void ExpectTones(const test::Sound& sound, const test::Sound& input, const Mix& mix) {
+  ASSERT_EQ(sound.Channels(), static_cast<int>(mix.size()));
+  for (int channel = 0; channel < sound.Channels(); ++channel) {
+    SCOPED_TRACE("channel " + std::to_string(channel));
+    const std::vector<double>& shares = mix[static_cast<std::size_t>(channel)];
+    std::vector<double> tones;
+    for (int from = 0; from < input.Channels(); ++from) {
+      const double tone = kTones[from];
+      // LAME itself takes 5 % off at low bit rates.
+      EXPECT_NEAR(sound.Amplitude(channel, tone) / input.Amplitude(from, tone),
+                  shares[static_cast<std::size_t>(from)], 0.06)
+          << tone;
+      tones.push_back(tone);
+    }
+    EXPECT_LT(sound.Rest(channel, tones), 0.1 * kAmplitude);
+  }
+}
+
+std::string Name(const Source& source) {
+  std::string name = source.name;
+  std::ranges::replace(name, '.', '_');
+  return name + "_" + std::to_string(source.rate) + "_" + std::to_string(source.channels);
+}
+
+class ReencodedAudio : public testing::TestWithParam<Source> {};
+
+TEST_P(ReencodedAudio, KeepsFrequencyLevelAndChannelOfTones) {
+  const Source& source = GetParam();
+  const test::ScratchFolder folder;
+  const std::string tones = MakeTones(source);
+  const test::Sound input(tones);
+  ExpectTones(test::Sound(Convert(tones, folder)), input, Mp3Mix(source.channels));
+  const std::string joined = Join(tones, folder);
+  if (!joined.empty()) ExpectTones(test::Sound(joined), input, Unmixed(source.channels));
+}
+
+// From the first sample on, within a fifth of the shortest encoder frame.
+void ExpectSameClicks(const test::Sound& sound, const test::Sound& input) {
+  const std::vector<double> clicks = sound.Clicks(0);
+  const std::vector<double> expected = input.Clicks(0);
+  ASSERT_EQ(expected.size(), kClicks);
+  ASSERT_EQ(clicks.size(), kClicks);
+  for (std::size_t i = 0; i < kClicks; ++i) {
+    EXPECT_NEAR(clicks[i] - sound.Start(), expected[i] - input.Start(), 0.002) << i;
+  }
+}
+
+TEST_P(ReencodedAudio, KeepsTheTimeOfClicksAndTheLength) {
+  const Source& source = GetParam();
+  const test::ScratchFolder folder;
+  const std::string clicks = MakeClicks(source);
+  const test::Sound input(clicks);
+  const double frame = 1152.0 / source.rate;
+
+  const test::Sound converted(Convert(clicks, folder));
+  ExpectSameClicks(converted, input);
+  EXPECT_NEAR(converted.Length(), input.Length(), frame);
+
+  const std::string joined = Join(clicks, folder);
+  if (joined.empty()) return;
+  const test::Sound sound(joined);
+  ExpectSameClicks(sound, input);
+  EXPECT_NEAR(sound.Length(), input.Length(), frame);
+  // MP3 files count the encoder's delay, which isn't played.
+  const bool startsLate = std::string(source.name).ends_with(".mp3");
+  EXPECT_NEAR(sound.Start(), startsLate ? 0 : input.Start(), 0.001);
+}
+
+// Times of all clicks after a join with a file that ffmpeg makes of half-second clicks.
+std::vector<double> JoinedClicks(const std::string& name, const std::string& filter,
+                                 const std::string& options = "") {
+  const std::string audio = test::MakeMedia(
+      name, options + " -f lavfi -i \"aevalsrc=0.6*lt(mod(t+0.25\\,0.5)\\,0.0005):s=48000:d=4" +
+                filter + "\" -c:a libopus -b:a 64k");
+  const test::ScratchFolder folder;
+  return test::Sound(Join(audio, folder)).Clicks(0);
+}
+
+INSTANTIATE_TEST_SUITE_P(Sources, ReencodedAudio, testing::ValuesIn(kSources),
+                         [](const auto& source) { return Name(source.param); });
+
+TEST(ReencodedTime, StaysInStepWithTheVideoOverGapsAndDrift) {
+  struct Case {
+    const char* name;
+    std::string filter, options;
+    std::vector<double> expected;
+  };
+  const Case cases[] = {
+      {"starts late", "", "-itsoffset 1.3", {1.55, 2.05, 2.55, 3.05, 3.55, 4.05, 4.55}},
+      {"gap", ",aselect=lt(t\\,1)+gt(t\\,2.5)", "", {0.25, 0.75, 2.75, 3.25, 3.75}},
+      {"gap of a lost packet",
+       ",aselect=not(between(t\\,1.34\\,1.37))",
+       "",
+       {0.25, 0.75, 1.25, 1.75, 2.25, 2.75, 3.25, 3.75}},
+      {"clock 2 % slow",
+       ",asetpts=PTS*1.02",
+       "",
+       {0.255, 0.765, 1.275, 1.785, 2.295, 2.805, 3.315, 3.825}},
+      {"clock 2 % fast",
+       ",asetpts=PTS/1.02",
+       "",
+       {0.245, 0.735, 1.225, 1.716, 2.206, 2.696, 3.186, 3.676}},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    const std::vector<double> clicks = JoinedClicks("gap.mkv", c.filter, c.options);
+    ASSERT_EQ(clicks.size(), c.expected.size());
+    for (std::size_t i = 0; i < clicks.size(); ++i) {
+      EXPECT_NEAR(clicks[i], c.expected[i], 1024.0 / 48000) << i;
+    }
+  }
+}
+
+}  // namespace
