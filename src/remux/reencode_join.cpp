@@ -33,9 +33,16 @@ class ReencodeJoin {
     output_.CreateFile();
     output_.ExpectSize(fileSize_);
     output_.WriteHeader();
-    bool goesOn = true;
-    while (goesOn) {
-      goesOn = IsVideoNext(pipeline.Timing()) ? CopyVideoPacket() : pipeline.ProducePiece();
+    bool audioEnded = false;
+    bool videoEnded = false;
+    while (!videoEnded) {
+      if (IsVideoNext(pipeline.Timing())) {
+        videoEnded = !CopyVideoPacket();
+      } else if (audioEnded) {
+        break;
+      } else {
+        audioEnded = !pipeline.ProducePiece();
+      }
     }
     FinishFile();
   }
@@ -46,7 +53,7 @@ class ReencodeJoin {
                          audio_.target->time_base) <= 0;
   }
 
-  // False when the join is over.
+  // False when no video follows.
   bool CopyVideoPacket() {
     const int read = videoInput_.Read(*packet_);
     if (read == AVERROR_EOF) {

@@ -38,6 +38,14 @@ std::int64_t PrimingSamples(const AVPacket& packet) {
   return std::int64_t{data[0]} | data[1] << 8 | data[2] << 16 | std::int64_t{data[3]} << 24;
 }
 
+// The AC-3, DTS and ADTS parsers have codes of their own for broken headers, which their decoders
+// let through.
+int WithoutParserCodes(int result) {
+  constexpr int kParserCode = 0x30c0a;
+  const bool isParserCode = result < 0 && (-std::int64_t{result} & 0xffffff) == kParserCode;
+  return isParserCode ? AVERROR_INVALIDDATA : result;
+}
+
 void Raise(std::int64_t& time, std::int64_t last) {
   if (last != kNotYet && time <= last) time = last + 1;
 }
@@ -121,7 +129,7 @@ void AudioPipeline::LearnPriming(const AVPacket& packet) {
 
 int AudioPipeline::DecodeAndBuffer(bool& finished) {
   bool dataPresent = false;
-  int result = DecodeAudioFrame(*decodedFrame_, dataPresent, finished);
+  int result = WithoutParserCodes(DecodeAudioFrame(*decodedFrame_, dataPresent, finished));
   if (finished) {
     const int flushed = Convert(nullptr);
     return flushed < 0 ? flushed : result;

@@ -59,6 +59,19 @@ std::string OpusAudio(double seconds) {
   return MakeMedia("opus.opus", Tone(seconds) + " -c:a libopus -b:a 64k");
 }
 
+std::string Ac3Audio() {
+  return MakeMedia("ac3.mp4",
+                   "-f lavfi -i sine=duration=4:sample_rate=48000 -ac 1 -c:a ac3 -b:a 96k");
+}
+
+std::string BreakAc3Frames(std::string content, int first, int count) {
+  // At 96 kbit/s and 48 kHz every frame has 384 bytes.
+  std::size_t frame =
+      content.find("\x0b\x77", content.find("mdat")) + 384u * static_cast<unsigned>(first);
+  for (int i = 0; i < count; ++i, frame += 2 * 384) content.at(frame) = 0;
+  return content;
+}
+
 std::string ReadBytes(const std::string& path) {
   std::ifstream file(path, std::ios::binary);
   return {std::istreambuf_iterator<char>(file), {}};

@@ -18,6 +18,12 @@ std::string Vp9Video(double seconds = 2);
 std::string AacAudio(double seconds = 2, const std::string& extension = "m4a");
 std::string OpusAudio(double seconds = 2);
 
+/// Four seconds of a tone in mono AC-3, in an MP4 file.
+std::string Ac3Audio();
+/// The same with its n-th frame, counted from 0, and then every other one without its sync word.
+/// FFmpeg's parser appends each to the frame before it, and the decoder refuses both.
+std::string BreakAc3Frames(std::string content, int first, int count);
+
 /// A file's whole content.
 std::string ReadBytes(const std::string& path);
 

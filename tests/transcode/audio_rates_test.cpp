@@ -1,0 +1,66 @@
+#include "transcode/audio_rates.h"
+
+#include <gtest/gtest.h>
+
+#include <limits>
+
+#include "transcode/mp3_convert.h"
+
+namespace mpg {
+namespace {
+
+constexpr std::int32_t kLeast = std::numeric_limits<std::int32_t>::min();
+constexpr std::int32_t kMost = std::numeric_limits<std::int32_t>::max();
+
+TEST(AudioRates, SampleRateIsRoundedUpTo48000AtMost) {
+  struct Case {
+    std::int32_t request, expected;
+  };
+  for (const Case& c :
+       {Case{kLeast, 8000}, Case{0, 8000}, Case{7000, 8000}, Case{8000, 8000}, Case{8001, 11025},
+        Case{11025, 11025}, Case{11026, 12000}, Case{12001, 16000}, Case{22000, 22050},
+        Case{22051, 24000}, Case{24001, 32000}, Case{32001, 44100}, Case{44100, 44100},
+        Case{44101, 48000}, Case{96000, 48000}, Case{kMost, 48000}}) {
+    EXPECT_EQ(SnapAudioSampleRate(c.request), c.expected) << c.request;
+  }
+}
+
+TEST(AudioRates, BitRateIsRoundedUpTo320000AtMost) {
+  struct Case {
+    std::int32_t request, expected;
+  };
+  for (const Case& c :
+       {Case{kLeast, 8000}, Case{0, 8000}, Case{8000, 8000}, Case{8001, 16000}, Case{24000, 24000},
+        Case{32001, 48000}, Case{40000, 48000}, Case{48001, 56000}, Case{64001, 80000},
+        Case{128000, 128000}, Case{130000, 144000}, Case{144001, 160000}, Case{192001, 224000},
+        Case{256001, 320000}, Case{400000, 320000}, Case{kMost, 320000}}) {
+    EXPECT_EQ(SnapAudioBitRate(c.request), c.expected) << c.request;
+  }
+}
+
+TEST(Mp3BitRate, FollowsInputRequestAndSampleRate) {
+  struct Case {
+    std::int64_t file, stream;
+    std::int32_t request;
+    int sampleRate;
+    std::int64_t expected;
+  };
+  const Case cases[] = {
+      {320000, 192000, 0, 44100, 192000}, {400000, 20000, 0, 44100, 128000},
+      {0, 128000, 100000, 44100, 112000}, {100000, 96000, 128000, 44100, 96000},
+      {32000, 256000, 0, 44100, 32000},   {31999, 256000, 0, 44100, 256000},
+      {256001, 0, 0, 44100, 128000},      {0, 96123, -1, 44100, 96123},
+      {0, 128000, 8, 44100, 8000},        {0, 128000, 127999, 44100, 128000},
+      {0, 128000, 0, 11025, 64000},       {0, 128000, 0, 12000, 64000},
+      {0, 128000, 0, 12001, 128000},      {0, 256000, 0, 22050, 160000},
+      {0, 256000, 0, 24000, 160000},      {0, 256000, 0, 24001, 256000},
+      {0, 128000, 32000, 8000, 32000},    {kMost, kLeast, kMost, kMost, 128000},
+  };
+  for (const Case& c : cases) {
+    EXPECT_EQ(ChooseMp3BitRate(c.file, c.stream, c.request, c.sampleRate), c.expected)
+        << c.file << " " << c.stream << " " << c.request << " " << c.sampleRate;
+  }
+}
+
+}  // namespace
+}  // namespace mpg
