@@ -4,6 +4,7 @@
 
 #include <CLI/CLI.hpp>
 #include <cstdint>
+#include <string>
 
 namespace host {
 
@@ -16,11 +17,15 @@ enum ExitStatus : int {
 void AddInfoCommands(CLI::App& app);
 void AddJoinCommands(CLI::App& app);
 void AddEditCommands(CLI::App& app);
+void AddSoundCommands(CLI::App& app);
 void AddImageCommands(CLI::App& app);
 void AddTranscodeCommands(CLI::App& app);
 
 /// Ends the program's run with a status, from inside a command.
 [[noreturn]] void Exit(ExitStatus status);
+
+/// A path without its file's extension.
+std::string WithoutExtension(const std::string& path);
 
 /// Says what a failed call returned; does nothing after success.
 void RequireSuccess(const char* what, std::int32_t result);

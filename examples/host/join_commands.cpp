@@ -14,18 +14,14 @@ struct JoinArguments {
   std::string output;
 };
 
-// The video's name with the extension that suits the pair.
-std::string NameOutput(const JoinArguments& arguments) {
+void Join(const JoinArguments& arguments) {
   MergeDecision decision;
   RequireSuccess("join", MPG_MergeOP2(arguments.video.c_str(), arguments.audio.c_str(), &decision));
-  const std::size_t dot = arguments.video.find_last_of("./\\");
-  const bool hasExtension = dot != std::string::npos && arguments.video[dot] == '.';
-  return arguments.video.substr(0, hasExtension ? dot : std::string::npos) + "-joined." +
-         decision.extension;
-}
-
-void Join(const JoinArguments& arguments) {
-  const std::string output = arguments.output.empty() ? NameOutput(arguments) : arguments.output;
+  const std::string output =
+      arguments.output.empty() ? WithoutExtension(arguments.video) + "-joined." + decision.extension
+                               : arguments.output;
+  std::printf("%s\n", decision.mode == MPG_MERGE_COPY ? "copying both streams"
+                                                      : "copying the video, making the audio AAC");
   RunWithProgress("joining", output, [&](const ProgressBar& bar) {
     return MPG_MergeAV(arguments.video.c_str(), arguments.audio.c_str(), output.c_str(),
                        ProgressBar::Callback, bar.Context());

@@ -12,6 +12,12 @@ void Exit(ExitStatus status) {
   throw CLI::RuntimeError(status);
 }
 
+std::string WithoutExtension(const std::string& path) {
+  const std::size_t dot = path.find_last_of("./\\");
+  const bool hasExtension = dot != std::string::npos && path[dot] == '.';
+  return path.substr(0, hasExtension ? dot : std::string::npos);
+}
+
 void RequireSuccess(const char* what, std::int32_t result) {
   if (result == 0) return;
   std::fprintf(stderr, "%s: %s (0x%08X)\n", what, MPG_GetErrorText(result),
@@ -28,6 +34,7 @@ int main(int argc, char** argv) {
   host::AddInfoCommands(app);
   host::AddJoinCommands(app);
   host::AddEditCommands(app);
+  host::AddSoundCommands(app);
   host::AddImageCommands(app);
   host::AddTranscodeCommands(app);
 
