@@ -1,5 +1,6 @@
 #include "transcode/audio_reencode.h"
 
+#include <array>
 #include <utility>
 
 #include "media/codec.h"
@@ -41,9 +42,9 @@ struct AmrVariant {
   std::uint32_t tag;
   int sampleRate;
 };
-constexpr AmrVariant kAmrVariants[] = {
-    {AV_CODEC_ID_AMR_NB, MKTAG('s', 'a', 'm', 'r'), 8000},
-    {AV_CODEC_ID_AMR_WB, MKTAG('s', 'a', 'w', 'b'), 16000},
+constexpr std::array kAmrVariants = {
+    AmrVariant{AV_CODEC_ID_AMR_NB, MKTAG('s', 'a', 'm', 'r'), 8000},
+    AmrVariant{AV_CODEC_ID_AMR_WB, MKTAG('s', 'a', 'w', 'b'), 16000},
 };
 
 AVChannelLayout DefaultLayout(int channels) {

@@ -1,6 +1,7 @@
 #include "transcode/mp3_convert.h"
 
 #include <algorithm>
+#include <array>
 
 #include "media/timestamps.h"
 #include "platform/platform.h"
@@ -86,7 +87,7 @@ std::int64_t ChooseMp3BitRate(std::int64_t fileBitRate, std::int64_t streamBitRa
     int sampleRate;
     std::int64_t bitRate;
   };
-  constexpr Ceiling kCeilings[] = {{12000, 64000}, {24000, 160000}};
+  constexpr std::array kCeilings = {Ceiling{12000, 64000}, Ceiling{24000, 160000}};
 
   std::int64_t bitRate = kHighest + 1;
   for (const std::int64_t candidate : {fileBitRate, streamBitRate}) {

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -20,6 +21,11 @@ struct Source {
   const char* encoder;
   int rate;
   int channels;
+
+  friend std::ostream& operator<<(std::ostream& out, const Source& source) {
+    return out << source.name << ", " << source.encoder << ", " << source.rate << " Hz, "
+               << source.channels << " channels";
+  }
 };
 
 const Source kSources[] = {
