@@ -21,10 +21,9 @@ int main(int argc, char** argv) {
   const std::string output = std::string(argv[3]) + "/thumbnail.jpg";
   const int rounds = argc > 4 ? std::atoi(argv[4]) : 5;
 
-  const auto thumbnailer =
-      bench::Command("ffmpegthumbnailer", "ffmpegthumbnailer -i " + video + " -o " + output +
-                                              " -t " + std::to_string(kPercent) + "% -s 0x" +
-                                              std::to_string(kHeight));
+  const auto thumbnailer = bench::Command(
+      "ffmpegthumbnailer", "ffmpegthumbnailer -i " + video + " -o " + output + " -t " +
+                               std::to_string(kPercent) + "% -s 0x" + std::to_string(kHeight));
   const auto ffmpeg = bench::Command(
       "ffmpeg -ss", "ffmpeg -v error -y -ss " + std::to_string(second) + " -i " + video +
                         " -frames:v 1 -vf scale=-2:" + std::to_string(kHeight) + " " + output);
@@ -34,7 +33,8 @@ int main(int argc, char** argv) {
                  std::uint32_t size = 0;
                  return MPG_GetImageBMP(video.c_str(), second, &size, kHeight) == nullptr ? 1 : 0;
                }},
-              thumbnailer, ffmpeg},
+              thumbnailer,
+              ffmpeg},
              rounds, before);
   bench::Run({{"MPG_GetImageP",
                [&] {
@@ -43,6 +43,7 @@ int main(int argc, char** argv) {
                             ? 0
                             : 1;
                }},
-              thumbnailer, ffmpeg},
+              thumbnailer,
+              ffmpeg},
              rounds, before);
 }

@@ -43,7 +43,7 @@ class BitWriter {
   BitWriter(const BitWriter&) = delete;
   BitWriter& operator=(const BitWriter&) = delete;
 
-  BitCursor& cursor() { return cursor_; }
+  BitCursor& Cursor() { return cursor_; }
 
   // Makes room for one more area; the cursor must have been flushed.
   void MakeRoom() {
@@ -88,7 +88,7 @@ class BitWriter {
   }
 
   ByteSink sink_;
-  std::uint8_t bytes_[4 * kAreaBytes];
+  std::uint8_t bytes_[4 * kAreaBytes] = {};
   BitCursor cursor_{bytes_};
 };
 

@@ -116,7 +116,7 @@ void SendScanStart(ByteSink sink) {
 // Inlined at its three calls, which was worth some 3 % on flat pictures.
 [[gnu::always_inline]] inline void EncodeBlock(BitWriter& writer, const QuantizedBlock& block,
                                                Component& component) {
-  BitCursor cursor = writer.cursor();
+  BitCursor cursor = writer.Cursor();
   const int difference = block.values[0] - component.predictor;
   component.predictor = block.values[0];
   const std::size_t kind = kCodewords.Kind(difference);
@@ -149,7 +149,7 @@ void SendScanStart(ByteSink sink) {
     cursor.Append(codes.codes[kEndOfBlock], codes.lengths[kEndOfBlock]);
   }
   cursor.Flush();
-  writer.cursor() = cursor;
+  writer.Cursor() = cursor;
 }
 
 // Walks the picture's areas of 8 x 8 pixels.
