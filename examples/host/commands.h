@@ -16,6 +16,8 @@ enum ExitStatus : int {
 
 void AddInfoCommands(CLI::App& app);
 void AddJoinCommands(CLI::App& app);
+void AddSegmentCommands(CLI::App& app);
+void AddRepairCommands(CLI::App& app);
 void AddEditCommands(CLI::App& app);
 void AddSoundCommands(CLI::App& app);
 void AddImageCommands(CLI::App& app);

@@ -33,6 +33,8 @@ int main(int argc, char** argv) {
   app.footer("Exit status: 0 done, 1 failed or stopped with Ctrl-C, 2 wrong arguments.");
   host::AddInfoCommands(app);
   host::AddJoinCommands(app);
+  host::AddSegmentCommands(app);
+  host::AddRepairCommands(app);
   host::AddEditCommands(app);
   host::AddSoundCommands(app);
   host::AddImageCommands(app);

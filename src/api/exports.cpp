@@ -15,6 +15,7 @@
 #include "probe/merge_decision.h"
 #include "probe/output_formats.h"
 #include "remux/av_join.h"
+#include "remux/segment_join.h"
 #include "transcode/audio_shift.h"
 #include "transcode/crop.h"
 #include "transcode/mp3_convert.h"
@@ -103,9 +104,17 @@ int32_t MPG_MergeAV(const char* videoPath, const char* audioPath, const char* ou
   });
 }
 
-int32_t MPG_Merge(const char* const*, const char*, uint8_t, uint8_t, ProgressCallback,
-                  uint64_t) noexcept {
-  return AVERROR(ENOSYS);
+int32_t MPG_Merge(const char* const* segmentPaths, const char* outputPath, uint8_t deleteSegments,
+                  uint8_t closeGaps, ProgressCallback callback, uint64_t context) noexcept {
+  return ResultOf([&] {
+    RequireArguments(segmentPaths);
+    SegmentList list{
+        .paths = {}, .closeGaps = closeGaps != 0, .deleteSegments = deleteSegments != 0};
+    for (; *segmentPaths != nullptr; ++segmentPaths) list.paths.emplace_back(*segmentPaths);
+    // Nothing to join, or nowhere to: not a failure.
+    if (list.paths.empty() || outputPath == nullptr) return;
+    JoinSegments(list, outputPath, Progress(callback, context));
+  });
 }
 
 int32_t FLV_FixDuration(const char*) noexcept {

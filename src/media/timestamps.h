@@ -25,10 +25,10 @@ inline void RescalePacket(AVPacket& packet, AVRational from, AVRational to) {
   packet.duration = av_rescale_q(packet.duration, from, to);
 }
 
-/// Moves both time stamps, each where it is known.
+/// Moves both time stamps, each where it is known, as far as 64 bits reach.
 inline void DelayPacket(AVPacket& packet, std::int64_t ticks) {
-  if (IsKnown(packet.pts)) packet.pts += ticks;
-  if (IsKnown(packet.dts)) packet.dts += ticks;
+  if (IsKnown(packet.pts)) packet.pts = av_sat_add64(packet.pts, ticks);
+  if (IsKnown(packet.dts)) packet.dts = av_sat_add64(packet.dts, ticks);
 }
 
 /// Makes a packet read from `source` one of the output stream `target`.

@@ -1,0 +1,14 @@
+// The leading bytes of an FLV file: file header, script tags, decoder set-ups.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+
+namespace mpg {
+
+/// Number of bytes in front of a file's first tag with pictures or sound: the file header, script
+/// tags, and the tags that carry an AAC or AVC decoder's set-up. Nothing when the file can't be read
+/// that far or isn't made of FLV tags.
+std::optional<std::uint64_t> FindFlvMediaStart(const char* path);
+
+}  // namespace mpg

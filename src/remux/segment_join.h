@@ -1,0 +1,27 @@
+// Joining the segments of a download into one file without touching their packets' contents.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "core/progress.h"
+
+namespace mpg {
+
+struct SegmentList {
+  std::vector<std::string> paths;  // in playing order
+  bool closeGaps = false;          // take forward jumps of the time stamps out
+  bool deleteSegments = false;     // once the whole join has succeeded
+};
+
+/// Joins the segments into an MPEG transport stream or an MP4 file, as the output's extension says,
+/// with the kinds of stream that the first entry has. Entries that are missing are skipped, broken
+/// ones passed. Reports once per entry; when the host stops it, the file ends there. Throws Error
+/// and then leaves no output; MPG_ERR_INVALID_PARAMETER when the output is one of the entries, which
+/// is found before anything is touched.
+void JoinSegments(const SegmentList& list, const char* outputPath, Progress progress);
+
+/// FFmpeg's short name of the muxer for a joined file of that name.
+const char* SegmentMuxerName(const char* outputPath);
+
+}  // namespace mpg
