@@ -1,5 +1,6 @@
 // The exported functions: each checks its arguments, runs one worker and turns the outcome into its
 // result.
+#include <atomic>
 #include <cstddef>
 #include <span>
 #include <string>
@@ -15,6 +16,7 @@
 #include "probe/merge_decision.h"
 #include "probe/output_formats.h"
 #include "remux/av_join.h"
+#include "remux/flv_duration.h"
 #include "remux/segment_join.h"
 #include "transcode/audio_shift.h"
 #include "transcode/crop.h"
@@ -117,8 +119,13 @@ int32_t MPG_Merge(const char* const* segmentPaths, const char* outputPath, uint8
   });
 }
 
-int32_t FLV_FixDuration(const char*) noexcept {
-  return AVERROR(ENOSYS);
+int32_t FLV_FixDuration(const char* path) noexcept {
+  static std::atomic<int32_t> lastError;
+  lastError = ResultOf([&] {
+    RequireArguments(path);
+    RepairFlvDuration(path);
+  });
+  return lastError;
 }
 
 int32_t MP3_Convert(const char* inputPath, const char* outputPath, int32_t requestedBitRate,

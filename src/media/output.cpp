@@ -114,6 +114,10 @@ int Output::FlushQueue() {
   return av_interleaved_write_frame(format_.get(), nullptr);
 }
 
+void Output::CloseUnfinished() {
+  Check(CloseFile());
+}
+
 void Output::Finish() {
   // What the trailer's own result could tell of lost bytes, closing tells too.
   av_write_trailer(format_.get());

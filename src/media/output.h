@@ -53,6 +53,10 @@ class Output {
   /// others still bring would pile up in memory without it.
   [[nodiscard]] int FlushQueue();
 
+  /// Closes the file as it is, so that it can be read; OnFailure still holds. Throws Error when
+  /// bytes were lost.
+  void CloseUnfinished();
+
   /// Writes the trailer and closes the file, which is kept from now on. Throws Error when bytes
   /// were lost.
   void Finish();

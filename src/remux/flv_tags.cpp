@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <span>
 #include <string_view>
 
 #include "platform/platform.h"
@@ -9,29 +10,74 @@
 namespace mpg {
 namespace {
 
-constexpr std::uint32_t kPreviousSize = 4;  // bytes of the number behind the header and each tag
-constexpr std::uint32_t kTagHeader = 11;
+constexpr std::uint64_t kFileHeaderSize = 9;
+constexpr std::uint64_t kTagHeaderSize = 11;
+constexpr std::uint64_t kBackLinkSize = 4;  // behind each tag stands how long it was
 
-enum TagType : std::uint8_t { kAudio = 8, kVideo = 9, kScript = 18 };
+enum : std::uint8_t { kAudioTag = 8, kVideoTag = 9, kScriptTag = 18 };
 
-std::uint32_t BigEndian(const std::uint8_t* bytes, int count) {
+std::uint32_t BigEndian(std::span<const std::uint8_t> bytes) {
   std::uint32_t value = 0;
-  for (int i = 0; i < count; ++i) value = value << 8 | bytes[i];
+  for (const std::uint8_t byte : bytes) value = value << 8 | byte;
   return value;
 }
 
+// The beginning of a tag.
 struct Tag {
-  std::uint8_t type;
-  std::uint32_t size;           // of its content
-  std::uint8_t firstBytes[2];   // of its content, 0 where it has none
+  std::array<std::uint8_t, kTagHeaderSize + 2> bytes;
+
+  std::uint8_t Type() const { return bytes[0]; }
+  /// With its header.
+  std::uint64_t Size() const { return kTagHeaderSize + BigEndian(std::span(bytes).subspan(1, 3)); }
+  // The first two bytes of what it holds.
+  std::uint8_t Codec() const { return bytes[kTagHeaderSize]; }
+  bool IsSetUp() const { return bytes[kTagHeaderSize + 1] == 0; }
 };
 
-std::optional<Tag> ReadTag(const char* path, std::uint64_t position) {
-  std::array<std::uint8_t, kTagHeader + 2> bytes;
-  if (platform::ReadFileAt(path, position, bytes) < 0) return std::nullopt;
-  const std::uint32_t size = BigEndian(&bytes[1], 3);
-  std::uint32_t
+bool IsMedia(const Tag& tag) {
+  return tag.Type() == kAudioTag || tag.Type() == kVideoTag;
+}
+
+bool IsDecoderSetUp(const Tag& tag) {
+  constexpr int kAac = 10;
+  constexpr int kAvc = 7;
+  if (tag.Size() < tag.bytes.size() || !tag.IsSetUp()) return false;
+  return (tag.Type() == kAudioTag && tag.Codec() >> 4 == kAac) ||
+         (tag.Type() == kVideoTag && (tag.Codec() & 0x0F) == kAvc);
+}
+
+// Position of the first tag.
+std::optional<std::uint64_t> SkipFileHeader(const char* path) {
+  std::array<std::uint8_t, kFileHeaderSize> header;
+  if (platform::ReadFileAt(path, 0, header) < 0) return std::nullopt;
+  constexpr std::string_view kSignature = "FLV";
+  const std::uint64_t size = BigEndian(std::span(header).last<4>());
+  if (!std::equal(kSignature.begin(), kSignature.end(), header.begin()) || size < kFileHeaderSize) {
+    return std::nullopt;
+  }
+  return size + kBackLinkSize;
+}
+
+bool IsBackLinkRight(const char* path, std::uint64_t position, std::uint64_t tagSize) {
+  std::array<std::uint8_t, kBackLinkSize> link;
+  return platform::ReadFileAt(path, position, link) == 0 && BigEndian(link) == tagSize;
 }
 
 }  // namespace
+
+std::optional<std::uint64_t> FindFlvMediaStart(const char* path) {
+  constexpr std::uint64_t kFurthest = 1 << 24;  // one tag's limit
+  std::optional<std::uint64_t> position = SkipFileHeader(path);
+  while (position && *position < kFurthest) {
+    Tag tag;
+    if (platform::ReadFileAt(path, *position, tag.bytes) < 0) return std::nullopt;
+    const bool isSetUp = tag.Type() == kScriptTag || IsDecoderSetUp(tag);
+    if (!isSetUp) return IsMedia(tag) ? position : std::nullopt;
+    *position += tag.Size();
+    if (!IsBackLinkRight(path, *position, tag.Size())) return std::nullopt;
+    *position += kBackLinkSize;
+  }
+  return std::nullopt;
+}
+
 }  // namespace mpg
