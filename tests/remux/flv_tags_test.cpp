@@ -1,0 +1,108 @@
+#include "remux/flv_tags.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <optional>
+#include <string>
+
+#include "core/error.h"
+#include "remux/flv_duration.h"
+#include "support/host.h"
+#include "support/media.h"
+
+namespace mpg {
+namespace {
+
+using namespace std::string_literals;
+
+const std::string kFileHeader = "FLV\x01\x05\0\0\0\x09\0\0\0\0"s;
+
+// A tag whose content is shorter than 256 bytes.
+std::string Tag(char type, const std::string& content, int backLinkError = 0) {
+  const std::string size{'\0', '\0', static_cast<char>(content.size())};
+  const int backLink = static_cast<int>(content.size()) + 11 + backLinkError;
+  return type + size + std::string(7, '\0') + content + "\0\0"s +
+         static_cast<char>(backLink >> 8) + static_cast<char>(backLink & 0xFF);
+}
+
+const std::string kScript = Tag(18, "\x02script");
+const std::string kAacSetUp = Tag(8, "\xAF\0\x12\x10"s);
+const std::string kAvcSetUp = Tag(9, "\x17\0\0\0\0\x01\x64"s);
+const std::string kAac = Tag(8, "\xAF\x01sound");
+const std::string kAvc = Tag(9, "\x17\x01\0\0\0picture"s);
+const std::string kMp3 = Tag(8, "\x2F\0sound"s);
+const std::string kSorenson = Tag(9, "\x22\0picture"s);
+
+TEST(FlvTags, MediaStartBehindHeaderScriptsAndDecoderSetUps) {
+  struct Case {
+    std::string name, content;
+    std::optional<std::uint64_t> expected;
+  };
+  const Case cases[] = {
+      {"everything", kFileHeader + kScript + kAacSetUp + kAvcSetUp + kAvc, 13u + 22 + 19 + 22},
+      {"in another order", kFileHeader + kAvcSetUp + kScript + kAacSetUp + kAac, 13u + 63},
+      {"no script", kFileHeader + kAacSetUp + kAac, 13u + 19},
+      {"two scripts", kFileHeader + kScript + kScript + kMp3, 13u + 44},
+      {"nothing in front", kFileHeader + kMp3, 13},
+      {"codecs without set-up", kFileHeader + kScript + kSorenson, 13u + 22},
+      {"set-up behind media stays", kFileHeader + kScript + kAvc + kAacSetUp, 13u + 22},
+      {"empty sound tag", kFileHeader + Tag(8, "") + kMp3, 13},
+      {"longer file header", "FLV\x01\x05\0\0\0\x0B??"s + "\0\0\0\0"s + kScript + kMp3, 15u + 22},
+      {"shorter file header", "FLV\x01\x05\0\0\0\x08\0\0\0\0"s + kScript + kMp3, std::nullopt},
+      {"unknown tag", kFileHeader + Tag(5, "??") + kMp3, std::nullopt},
+      {"encrypted tag", kFileHeader + Tag(0x28, "??") + kMp3, std::nullopt},
+      {"wrong back link", kFileHeader + Tag(18, "\x02script", 1) + kMp3, std::nullopt},
+      {"no media", kFileHeader + kScript, std::nullopt},
+      {"cut off in a tag", kFileHeader + kScript.substr(0, 15), std::nullopt},
+      {"header alone", kFileHeader, std::nullopt},
+      {"other signature", "RIFF" + kFileHeader.substr(4) + kScript + kMp3, std::nullopt},
+      {"empty", "", std::nullopt},
+  };
+  const test::ScratchFolder folder;
+  const std::string path = folder / "a.flv";
+  for (const Case& c : cases) {
+    test::WriteBytes(path, c.content);
+    EXPECT_EQ(FindFlvMediaStart(path.c_str()), c.expected) << c.name;
+  }
+  EXPECT_EQ(FindFlvMediaStart((folder / "missing").c_str()), std::nullopt);
+  EXPECT_EQ(FindFlvMediaStart((folder / "").c_str()), std::nullopt);
+}
+
+std::int32_t Replace(const std::string& path, const std::string& bytes) try {
+  ReplaceFileStart(path.c_str(),
+                   std::span(reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()));
+  return 0;
+} catch (const Error& error) {
+  return error.Code();
+}
+
+TEST(ReplaceFileStart, ChangesNothingBehind) {
+  const test::ScratchFolder folder;
+  test::WriteBytes(folder / "a", "0123456789");
+  EXPECT_EQ(Replace(folder / "a", "abcd"), 0);
+  EXPECT_EQ(test::ReadBytes(folder / "a"), "abcd456789");
+}
+
+TEST(ReplaceFileStart, PutsTheOldBytesBackAfterAShortWrite) {
+  const test::ScratchFolder folder;
+  const std::string content(10000, 'o');
+  test::WriteBytes(folder / "a", content);
+  {
+    const test::FileSizeLimit limit(6000);
+    EXPECT_EQ(Replace(folder / "a", std::string(8000, 'n')), -EIO);
+  }
+  EXPECT_EQ(test::ReadBytes(folder / "a"), content);
+}
+
+TEST(ReplaceFileStart, RefusesWhatItCannotPutBack) {
+  const test::ScratchFolder folder;
+  test::WriteBytes(folder / "short", "0123");
+  EXPECT_EQ(Replace(folder / "short", "abcde"), -EIO);
+  EXPECT_EQ(test::ReadBytes(folder / "short"), "0123");
+  EXPECT_EQ(Replace(folder / "missing", "a"), -ENOENT);
+  EXPECT_FALSE(std::filesystem::exists(folder / "missing"));
+}
+
+}  // namespace
+}  // namespace mpg
