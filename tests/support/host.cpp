@@ -40,6 +40,16 @@ std::uint8_t ProgressLog::Callback(const ProgressInfo* progress) {
   return static_cast<int>(log.reports_.size()) == log.stopAt_ ? 0 : 1;
 }
 
+Unprivileged::Unprivileged() {
+  constexpr uid_t kNobody = 65534;
+  const uid_t user = getuid() == 0 ? kNobody : getuid();
+  EXPECT_EQ(seteuid(user), 0);
+}
+
+Unprivileged::~Unprivileged() {
+  EXPECT_EQ(seteuid(getuid()), 0);
+}
+
 FileSizeLimit::FileSizeLimit(std::int64_t bytes) {
   rlimit limit{};
   getrlimit(RLIMIT_FSIZE, &limit);
