@@ -2,7 +2,12 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
+#include <cerrno>
+#include <cstdint>
 #include <filesystem>
+#include <span>
+#include <string>
 
 #include "platform/text.h"
 #include "support/host.h"
@@ -45,6 +50,48 @@ TEST(RemoveFile, DeletesFilesAndLinksAndNothingElse) {
   EXPECT_TRUE(fs::exists(folder / "target"));
   EXPECT_TRUE(fs::exists(folder / "sub"));
   EXPECT_TRUE(fs::exists("/dev/null"));
+}
+
+TEST(IsFile, IsAnythingThatExistsButNoDirectory) {
+  const test::ScratchFolder folder;
+  test::WriteBytes(folder / "file", "");
+  fs::create_directory(folder / "sub");
+  fs::create_symlink(folder / "file", folder / "link");
+  fs::create_symlink(folder / "nowhere", folder / "dangling");
+  for (const char* name : {"file", "link"}) EXPECT_TRUE(IsFile((folder / name).c_str())) << name;
+  EXPECT_TRUE(IsFile("/dev/null"));
+  for (const char* name : {"sub", "dangling", "missing", ""}) {
+    EXPECT_FALSE(IsFile((folder / name).c_str())) << name;
+  }
+}
+
+std::span<const std::uint8_t> Bytes(const std::string& text) {
+  return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
+}
+
+TEST(ReadFileAt, ReadsAllOfAPieceOrFails) {
+  const test::ScratchFolder folder;
+  const std::string file = folder / "a";
+  test::WriteBytes(file, "0123456789");
+  std::array<std::uint8_t, 4> buffer{};
+  EXPECT_EQ(ReadFileAt(file.c_str(), 6, buffer), 0);
+  EXPECT_EQ(std::string(buffer.begin(), buffer.end()), "6789");
+  EXPECT_EQ(ReadFileAt(file.c_str(), 7, buffer), -EIO);
+  EXPECT_EQ(ReadFileAt(file.c_str(), 1000, buffer), -EIO);
+  EXPECT_EQ(ReadFileAt((folder / "missing").c_str(), 0, buffer), -ENOENT);
+  EXPECT_LT(ReadFileAt((folder / "").c_str(), 0, buffer), 0);
+}
+
+TEST(OverwriteStart, NeverCreatesNorCutsAFile) {
+  const test::ScratchFolder folder;
+  const std::string file = folder / "a";
+  test::WriteBytes(file, "0123456789");
+  EXPECT_EQ(OverwriteStart(file.c_str(), Bytes("abc")), 0);
+  EXPECT_EQ(test::ReadBytes(file), "abc3456789");
+  EXPECT_EQ(OverwriteStart((folder / "missing").c_str(), Bytes("abc")), -ENOENT);
+  EXPECT_FALSE(fs::exists(folder / "missing"));
+  const test::FileSizeLimit limit(2);
+  EXPECT_EQ(OverwriteStart(file.c_str(), Bytes("xyz")), -EIO);
 }
 
 TEST(ReserveSpace, NeverChangesWhatAFileHolds) {

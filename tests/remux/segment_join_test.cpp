@@ -1,80 +1,39 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <filesystem>
-#include <functional>
 #include <iterator>
 #include <ostream>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
-#include "mpg/mpg.h"
+#include "remux/segments.h"
 #include "support/host.h"
 #include "support/media.h"
 #include "support/probe.h"
-#include "support/process.h"
 
 namespace {
 
 namespace fs = std::filesystem;
-using Paths = std::vector<std::string>;
-
-struct Options {
-  bool deleteSegments = false;
-  bool closeGaps = false;
-  test::ProgressLog* log = nullptr;
-};
-
-int Merge(const Paths& segments, const std::string& output, const Options& options = {}) {
-  std::vector<const char*> list;
-  for (const std::string& segment : segments) list.push_back(segment.c_str());
-  list.push_back(nullptr);
-  return MPG_Merge(list.data(), output.c_str(), options.deleteSegments ? 1 : 0,
-                   options.closeGaps ? 1 : 0,
-                   options.log == nullptr ? nullptr : test::ProgressLog::Callback,
-                   options.log == nullptr ? 0 : options.log->Context());
-}
+using test::Cut;
+using test::Ffmpeg;
+using test::Film;
+using test::Merge;
+using test::Paths;
 
 constexpr double kPicture = 1.0 / 25;
 constexpr double kSoundFrame = 1024.0 / 48000;
 
-// Six seconds of 25 pictures a second and 48 kHz stereo, a key picture every two.
-std::string Film(const std::string& pictureOptions) {
-  return test::MakeMedia("film.mp4",
-                         "-f lavfi -i testsrc2=size=160x120:rate=25 -f lavfi -i "
-                         "sine=frequency=440:sample_rate=48000 -ac 2 -t 6 -c:v libx264 -preset "
-                         "veryfast -g 50 -sc_threshold 0 -c:a aac -b:a 96k " +
-                             pictureOptions);
-}
-
-void Ffmpeg(const std::string& arguments) {
-  const test::ProcessResult result = test::RunProgram("ffmpeg -v error -y " + arguments);
-  if (result.status != 0) throw std::runtime_error(arguments + ": " + result.output);
-}
-
-// The three segments of two seconds that ffmpeg cuts a film into.
-Paths Cut(const test::ScratchFolder& folder, const std::string& film, const std::string& options,
-          const std::string& extension) {
-  Ffmpeg("-i " + film + " -c copy " + options + " " + (folder / ("%d." + extension)));
-  Paths paths;
-  for (int i = 0; fs::exists(folder / (std::to_string(i) + "." + extension)); ++i) {
-    paths.push_back(folder / (std::to_string(i) + "." + extension));
-  }
-  return paths;
-}
-
 Paths Continuous(const test::ScratchFolder& folder, const std::string& pictureOptions = "-bf 0") {
-  return Cut(folder, Film(pictureOptions), "-f segment -segment_time 2", "ts");
+  return Cut(folder, Film(pictureOptions));
 }
 
 Paths Restarting(const test::ScratchFolder& folder) {
-  return Cut(folder, Film("-bf 0"), "-f segment -segment_time 2 -reset_timestamps 1", "ts");
+  return Cut(folder, Film(), "-f segment -segment_time 2 -reset_timestamps 1");
 }
 
 Paths RestartingMp4(const test::ScratchFolder& folder) {
-  return Cut(folder, Film("-bf 0"), "-f segment -segment_time 2 -reset_timestamps 1", "mp4");
+  return Cut(folder, Film(), "-f segment -segment_time 2 -reset_timestamps 1", "mp4");
 }
 
 // Every segment begins a fixed time after the one before.

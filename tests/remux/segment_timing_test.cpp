@@ -93,11 +93,11 @@ TEST(Alignment, LetsTheShorterStreamWait) {
     std::optional<double> videoEnd, audioEnd;
     AlignmentShift expected;
   };
-  for (const Case& c : {Case{10.0, 12.5, {.video = 2.5}}, Case{12.5, 10.0, {.audio = 2.5}},
-                        Case{10.0, 10.0625, {}}, Case{10.0625, 10.0, {}}, Case{3.0, 3.0, {}},
-                        Case{0.0, 0.125, {.video = 0.125}}, Case{-0.125, 0.0, {.video = 0.125}},
-                        Case{std::nullopt, 9.0, {}}, Case{9.0, std::nullopt, {}},
-                        Case{std::nullopt, std::nullopt, {}}}) {
+  for (const Case& c :
+       {Case{10.0, 12.5, {.video = 2.5}}, Case{12.5, 10.0, {.audio = 2.5}}, Case{10.0, 10.0625, {}},
+        Case{10.0625, 10.0, {}}, Case{3.0, 3.0, {}}, Case{0.0, 0.125, {.video = 0.125}},
+        Case{-0.125, 0.0, {.video = 0.125}}, Case{std::nullopt, 9.0, {}},
+        Case{9.0, std::nullopt, {}}, Case{std::nullopt, std::nullopt, {}}}) {
     EXPECT_EQ(Align(c.videoEnd, c.audioEnd), c.expected)
         << c.videoEnd.value_or(-99) << " " << c.audioEnd.value_or(-99);
   }
@@ -127,11 +127,10 @@ TEST(MonotonicGuard, PutsARestartRightBehindTheEnd) {
                              {{0, 0, 10}, {110, 110, 10}},
                              {{10, 10, 10}, {120, 120, 10}}});
   ExpectLifted("no durations", {{{100, 100, 0}, {100, 100, 0}}, {{0, 0, 0}, {101, 101, 0}}});
-  ExpectLifted("reordered pictures lose their order",
-               {{{120, 100, 10}, {120, 100, 10}},
-                {{20, 0, 10}, {110, 110, 10}},
-                {{50, 10, 10}, {120, 120, 10}},
-                {{30, 20, 10}, {130, 130, 10}}});
+  ExpectLifted("reordered pictures lose their order", {{{120, 100, 10}, {120, 100, 10}},
+                                                       {{20, 0, 10}, {110, 110, 10}},
+                                                       {{50, 10, 10}, {120, 120, 10}},
+                                                       {{30, 20, 10}, {130, 130, 10}}});
 }
 
 TEST(MonotonicGuard, MovesAPresentationTimeInsideTheLastPacketByOneTick) {

@@ -1,0 +1,278 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdint>
+#include <cstring>
+#include <filesystem>
+#include <ostream>
+#include <string>
+#include <vector>
+
+#include "mpg/mpg.h"
+#include "support/host.h"
+#include "support/media.h"
+#include "support/probe.h"
+#include "support/process.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr int kInvalidData = -1094995529;
+
+// 7.3 seconds with both kinds of stream.
+std::string Film(const std::string& codecs = "-c:v libx264 -preset veryfast -bf 2 -c:a aac") {
+  return test::MakeMedia("film.flv",
+                         "-f lavfi -i testsrc2=size=160x120:rate=25 -f lavfi -i "
+                         "sine=frequency=440:sample_rate=44100 -t 7.3 " +
+                             codecs);
+}
+
+std::string Remux(const std::string& name, const std::string& options) {
+  return test::MakeMedia(name, "-i " + Film() + " -c copy " + options);
+}
+
+// As a recorder leaves it that couldn't come back to the header: a duration of 0.
+std::string Live(const test::ScratchFolder& folder, const std::string& input,
+                 const std::string& options = "") {
+  const std::string path = folder / "live.flv";
+  test::RunProgram("ffmpeg -v error -i " + input + " -c copy " + options + " -f flv - >" + path);
+  return path;
+}
+
+int Fix(const std::string& path) {
+  return FLV_FixDuration(path.c_str());
+}
+
+// The number that the script tag gives, as a player that reads nothing else sees it.
+double DurationInHeader(const std::string& path) {
+  const std::string content = test::ReadBytes(path);
+  const std::size_t entry = content.find(std::string("duration") + '\0');
+  if (entry == std::string::npos) return -1;
+  std::uint64_t bits = 0;
+  for (std::size_t i = entry + 9; i < entry + 17; ++i) {
+    bits = bits << 8 | static_cast<unsigned char>(content[i]);
+  }
+  double number = 0;
+  std::memcpy(&number, &bits, sizeof number);
+  return number;
+}
+
+struct Source {
+  const char* name;
+  std::string (*make)(const test::ScratchFolder&);
+  bool hasVideo = true;
+
+  friend std::ostream& operator<<(std::ostream& out, const Source& source) {
+    return out << source.name;
+  }
+};
+
+class FlvFiles : public testing::TestWithParam<Source> {};
+
+TEST_P(FlvFiles, GetTheirDurationAndKeepEverythingElse) {
+  const test::ScratchFolder folder;
+  const std::string path = folder / "a.flv";
+  fs::copy_file(GetParam().make(folder), path);
+  const std::string before = test::ReadBytes(path);
+  const auto sound = test::ReadPackets(path, "a:0");
+  const auto pictures = test::ReadPackets(path, "v:0");
+  ASSERT_FALSE(sound.empty());
+  const double length = *sound.back().pts;
+
+  ASSERT_EQ(Fix(path), 0);
+
+  EXPECT_NEAR(DurationInHeader(path), length, 1);
+  EXPECT_NEAR(std::stod(test::Probe(path, "format=duration")), length, 1);
+  EXPECT_EQ(test::Probe(path, "stream=codec_type"), GetParam().hasVideo ? "audio\nvideo" : "audio");
+  EXPECT_EQ(test::ReadPackets(path, "a:0"), sound);
+  EXPECT_EQ(test::ReadPackets(path, "v:0"), pictures);
+  EXPECT_EQ(test::DecodingErrors(path), "");
+  // The first media packet's payload and all behind it.
+  const std::string after = test::ReadBytes(path);
+  ASSERT_EQ(after.size(), before.size());
+  const auto lastChange = std::mismatch(before.rbegin(), before.rend(), after.rbegin()).first;
+  EXPECT_LT(before.rend() - lastChange, GetParam().hasVideo ? 3000 : 500);
+  EXPECT_FALSE(fs::exists(path + ".tmp"));
+}
+
+const Source kSources[] = {
+    {"Complete", [](const auto&) { return Film(); }},
+    {"Live", [](const auto& folder) { return Live(folder, Film()); }},
+    {"LiveWithManyTags",
+     [](const auto& folder) {
+       return Live(folder, Film(), "-metadata title=a -metadata comment=" + std::string(700, 'b'));
+     }},
+    {"KeyframeIndex",
+     [](const auto&) { return Remux("index.flv", "-flvflags add_keyframe_index"); }},
+    {"NoDurationInTheScript",
+     [](const auto&) {
+       return Remux("no_duration.flv",
+                    "-flvflags no_duration_filesize -metadata title=" + std::string(60, 'a'));
+     }},
+    {"SorensonAndMp3",
+     [](const auto& folder) { return Live(folder, Film("-c:v flv -c:a libmp3lame")); }},
+    {"SoundAlone", [](const auto& folder) { return Live(folder, Film(), "-vn"); }, false},
+    {"LongScript",
+     [](const auto&) {
+       std::string tags;
+       for (int i = 0; i < 3; ++i) {
+         tags += " -metadata t" + std::to_string(i) + "=" + std::string(30000, 'x');
+       }
+       return Remux("long_script.flv", tags);
+     }},
+};
+
+INSTANTIATE_TEST_SUITE_P(FlvDuration, FlvFiles, testing::ValuesIn(kSources),
+                         [](const auto& source) { return std::string(source.param.name); });
+
+constexpr std::size_t kScriptStart = 13;
+
+// Bytes that the film's script tag holds.
+std::size_t ScriptLength(const std::string& film) {
+  return static_cast<unsigned char>(film[kScriptStart + 2]) * 256u +
+         static_cast<unsigned char>(film[kScriptStart + 3]);
+}
+
+std::string BigEndian(std::size_t number, int bytes) {
+  std::string text;
+  while (bytes > 0) text += static_cast<char>(number >> (8 * --bytes) & 0xFF);
+  return text;
+}
+
+// The film behind another script tag: a duration of 0 and a text that brings it to the length.
+std::string WithScript(const std::string& film, std::size_t length) {
+  using namespace std::string_literals;
+  const std::string text(length - 46, 't');
+  const std::string script = "\x02\0\x0aonMetaData\x08\0\0\0\x02"s +
+                             "\0\x08"
+                             "duration"s +
+                             std::string(9, '\0') + "\0\x01t\x02"s + BigEndian(text.size(), 2) +
+                             text + "\0\0\x09"s;
+  EXPECT_EQ(script.size(), length);
+  return film.substr(0, kScriptStart) + "\x12" + BigEndian(length, 3) + std::string(7, '\0') +
+         script + BigEndian(length + 11, 4) +
+         film.substr(kScriptStart + 11 + ScriptLength(film) + 4);
+}
+
+TEST(FlvDuration, MeetsEveryLengthThatTheMuxerCanFill) {
+  // The muxer's least is 248 bytes, its own name's entry has 25, one of padding 6 or more.
+  struct Case {
+    std::size_t from, to;
+    int expected;
+  };
+  const test::ScratchFolder folder;
+  const std::string film = test::ReadBytes(Live(folder, Film()));
+  const std::string path = folder / "a.flv";
+  for (const Case& c : {Case{240, 247, kInvalidData}, Case{248, 248, 0},
+                        Case{249, 253, kInvalidData}, Case{254, 290, 0}}) {
+    for (std::size_t length = c.from; length <= c.to; ++length) {
+      const std::string before = WithScript(film, length);
+      test::WriteBytes(path, before);
+      ASSERT_EQ(Fix(path), c.expected) << length;
+      const std::string after = test::ReadBytes(path);
+      EXPECT_EQ(after.size(), before.size());
+      EXPECT_EQ(DurationInHeader(path), c.expected == 0 ? 7 : 0);
+      EXPECT_EQ(ScriptLength(after), length);
+    }
+  }
+}
+
+TEST(FlvDuration, RepairsARepairedFile) {
+  const test::ScratchFolder folder;
+  const std::string path = Live(folder, Film());
+  ASSERT_EQ(Fix(path), 0);
+  const std::string once = test::ReadBytes(path);
+  ASSERT_EQ(Fix(path), 0);
+  EXPECT_EQ(test::ReadBytes(path), once);
+}
+
+TEST(FlvDuration, LeavesAloneWhatItCannotRepair) {
+  const test::ScratchFolder folder;
+  const std::string film = test::ReadBytes(Live(folder, Film()));
+  const auto write = [&](const std::string& name, const std::string& content) {
+    test::WriteBytes(folder / name, content);
+    return folder / name;
+  };
+  const auto copy = [&](const std::string& name, const std::string& from) {
+    return write(name, test::ReadBytes(from));
+  };
+  std::string brokenLink = film;
+  brokenLink[kScriptStart + 11 + ScriptLength(film) + 3] ^= 1;
+
+  struct Case {
+    std::string path;
+    int expected;
+  };
+  const Case cases[] = {
+      {copy("none.flv", Remux("no_script.flv", "-flvflags no_metadata")), kInvalidData},
+      {copy("mp4.flv", test::MakeMedia("film.mp4", "-i " + Film() + " -c copy")), kInvalidData},
+      {copy("silent.mp4.flv", test::H264Video()), MPG_ERR_AUDIO_STREAM_NOT_FOUND},
+      {copy("silent.flv", Remux("silent.flv", "-an")), MPG_ERR_AUDIO_STREAM_NOT_FOUND},
+      {write("link.flv", brokenLink), kInvalidData},
+      {write("empty.flv", ""), kInvalidData},
+      {write("text.flv", std::string(5000, 'a')), kInvalidData},
+      // No last tag to read a duration from, and 0 in the header: nothing to write.
+      {write("cut.flv", film.substr(0, film.size() / 2)), 0},
+  };
+  for (const Case& c : cases) {
+    const std::string before = test::ReadBytes(c.path);
+    EXPECT_EQ(Fix(c.path), c.expected) << c.path;
+    EXPECT_EQ(test::ReadBytes(c.path), before) << c.path;
+    EXPECT_FALSE(fs::exists(c.path + ".tmp")) << c.path;
+  }
+  EXPECT_EQ(Fix(folder / "missing.flv"), -ENOENT);
+  EXPECT_FALSE(fs::exists(folder / "missing.flv"));
+  EXPECT_EQ(FLV_FixDuration(nullptr), MPG_ERR_INVALID_PARAMETER);
+}
+
+TEST(FlvDuration, RefusesAPathWhoseTemporaryNameIsTooLong) {
+  const test::ScratchFolder folder;
+  const std::string live = Live(folder, Film());
+  // 271 characters with ".tmp" are the most.
+  std::string longest = folder / "";
+  while (longest.size() + 2 < 267 - 4) longest += "./";
+  longest += std::string(267 - 4 - longest.size(), 'a') + ".flv";
+  const std::string tooLong = longest.substr(0, longest.size() - 4) + "a.flv";
+  fs::copy_file(live, longest);
+  fs::copy_file(live, tooLong);
+  ASSERT_EQ(longest.size(), 267u);
+  EXPECT_EQ(Fix(longest), 0);
+  EXPECT_EQ(Fix(tooLong), -EINVAL);
+  EXPECT_EQ(test::ReadBytes(tooLong), test::ReadBytes(live));
+}
+
+TEST(FlvDuration, NeverFollowsALinkAtTheTemporaryName) {
+  const test::ScratchFolder folder;
+  const std::string path = Live(folder, Film());
+  test::WriteBytes(folder / "precious", "content");
+  fs::create_symlink(folder / "precious", path + ".tmp");
+  EXPECT_EQ(Fix(path), 0);
+  EXPECT_EQ(test::ReadBytes(folder / "precious"), "content");
+  EXPECT_FALSE(fs::is_symlink(path + ".tmp"));
+}
+
+TEST(FlvDuration, ChangesNothingWhereItMayNotWrite) {
+  const test::ScratchFolder folder;
+  const std::string path = Live(folder, Film());
+  const std::string before = test::ReadBytes(path);
+
+  fs::create_directory(path + ".tmp");
+  EXPECT_STREQ(MPG_GetErrorText(Fix(path)), "Immediate exit requested");
+  fs::remove(path + ".tmp");
+  {
+    const test::FileSizeLimit limit(100);
+    EXPECT_EQ(Fix(path), -EFBIG);
+  }
+  fs::permissions(path, fs::perms::owner_read | fs::perms::others_read);
+  fs::permissions(folder / "", fs::perms::all);
+  {
+    const test::Unprivileged world;
+    EXPECT_EQ(Fix(path), -EACCES);
+  }
+  EXPECT_EQ(test::ReadBytes(path), before);
+  EXPECT_FALSE(fs::exists(path + ".tmp"));
+}
+
+}  // namespace

@@ -1,0 +1,325 @@
+// What the join of a list does with entries, outputs and hosts of every kind.
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "mpg/mpg.h"
+#include "remux/segments.h"
+#include "support/host.h"
+#include "support/media.h"
+#include "support/probe.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using test::Cut;
+using test::Ffmpeg;
+using test::Film;
+using test::Merge;
+using test::Paths;
+using Reports = std::vector<std::int32_t>;
+
+constexpr std::size_t kPicturesASegment = 50;
+
+std::size_t Pictures(const std::string& path) {
+  return test::ReadPayloads(path, "v:0").size();
+}
+
+std::vector<bool> Existing(const Paths& paths) {
+  std::vector<bool> existing;
+  for (const std::string& path : paths) existing.push_back(fs::exists(path));
+  return existing;
+}
+
+// A file that FFmpeg recognises as nothing.
+std::string Rubbish(const test::ScratchFolder& folder) {
+  test::WriteBytes(folder / "rubbish.ts", std::string(5000, 'a'));
+  return folder / "rubbish.ts";
+}
+
+// A file that FFmpeg reads well, but without a picture or a sound in it.
+std::string Subtitles(const test::ScratchFolder& folder) {
+  test::WriteBytes(folder / "s.srt", "1\n00:00:00,000 --> 00:00:01,000\nhello\n");
+  return folder / "s.srt";
+}
+
+TEST(SegmentList, ExtensionChoosesTheContainer) {
+  struct Case {
+    const char* output;
+    const char* container;
+  };
+  const test::ScratchFolder folder;
+  const Paths segments = Cut(folder, Film());
+  fs::create_directory(folder / "folder.ts");
+  fs::create_directory(folder / "back.ts");
+  for (const Case& c :
+       {Case{"a.ts", "mpegts"}, Case{"a.TS", "mpegts"}, Case{"a.m4t", "mpegts"},
+        Case{"a.m2t", "mpegts"}, Case{"a.M2Ts", "mpegts"}, Case{"a.mts", "mpegts"},
+        Case{"a.mp4", "mov,mp4,m4a,3gp,3g2,mj2"}, Case{"a.mkv", "mov,mp4,m4a,3gp,3g2,mj2"},
+        Case{"ts", "mov,mp4,m4a,3gp,3g2,mj2"}, Case{"folder.ts/a", "mov,mp4,m4a,3gp,3g2,mj2"},
+        Case{"back.ts\\a", "mov,mp4,m4a,3gp,3g2,mj2"}, Case{"a.ts.", "mov,mp4,m4a,3gp,3g2,mj2"}}) {
+    ASSERT_EQ(Merge({segments[0]}, folder / c.output), 0) << c.output;
+    EXPECT_EQ(test::Probe(folder / c.output, "format=format_name"), c.container) << c.output;
+  }
+}
+
+TEST(SegmentList, NothingToJoinIsNoFailure) {
+  const test::ScratchFolder folder;
+  const char* const none[] = {nullptr};
+  const char* const one[] = {"a.ts", nullptr};
+  test::ProgressLog log;
+  EXPECT_EQ(Merge({}, folder / "a.mp4", {.log = &log}), 0);
+  EXPECT_FALSE(fs::exists(folder / "a.mp4"));
+  EXPECT_EQ(MPG_Merge(none, nullptr, 1, 1, nullptr, 0), 0);
+  EXPECT_EQ(MPG_Merge(one, nullptr, 1, 1, nullptr, 0), 0);
+  EXPECT_EQ(MPG_Merge(nullptr, "a.mp4", 1, 1, nullptr, 0), MPG_ERR_INVALID_PARAMETER);
+  EXPECT_TRUE(log.Reports().empty());
+}
+
+TEST(SegmentList, FirstEntryDecidesWhichKindsAreJoined) {
+  const test::ScratchFolder folder;
+  const Paths whole = Cut(folder, Film());
+  const std::string silent = folder / "silent.ts";
+  const std::string blind = folder / "blind.ts";
+  Ffmpeg("-i " + whole[0] + " -an -c copy " + silent);
+  Ffmpeg("-i " + whole[0] + " -vn -c copy " + blind);
+  ASSERT_EQ(Merge({silent, whole[1]}, folder / "v.mp4"), 0);
+  EXPECT_EQ(test::Probe(folder / "v.mp4", "stream=codec_type"), "video");
+  EXPECT_EQ(Pictures(folder / "v.mp4"), 2 * kPicturesASegment);
+  ASSERT_EQ(Merge({blind, whole[1]}, folder / "a.mp4"), 0);
+  EXPECT_EQ(test::Probe(folder / "a.mp4", "stream=codec_type"), "audio");
+}
+
+TEST(SegmentList, SoundWaitsAfterASegmentWithoutSound) {
+  const test::ScratchFolder folder;
+  const Paths whole = Cut(folder, Film());
+  const std::string silent = folder / "silent.ts";
+  Ffmpeg("-i " + whole[1] + " -an -c copy -copyts -muxdelay 0 -muxpreload 0 " + silent);
+  const Paths segments = {whole[0], silent, whole[2]};
+  const std::size_t before = test::ReadPayloads(whole[0], "a:0").size();
+  const double own = *test::ReadPackets(whole[2], "a:0").front().pts;
+
+  // Four seconds of pictures and two of sound went before: the third segment's sound is moved two
+  // seconds later. That is right where the jump of its time stamps was closed.
+  ASSERT_EQ(Merge(segments, folder / "closed.ts", {.closeGaps = true}), 0);
+  EXPECT_NEAR(*test::ReadPackets(folder / "closed.ts", "a:0").at(before).pts, own, 0.05);
+  ASSERT_EQ(Merge(segments, folder / "open.ts"), 0);
+  EXPECT_NEAR(*test::ReadPackets(folder / "open.ts", "a:0").at(before).pts, own + 2, 0.05);
+  for (const char* name : {"closed.ts", "open.ts"}) {
+    EXPECT_NEAR(*test::ReadPackets(folder / name, "v:0").at(2 * kPicturesASegment).pts,
+                *test::ReadPackets(whole[2], "v:0").front().pts, 0.001);
+  }
+}
+
+TEST(SegmentList, ReportsOncePerEntryEvenForSkippedOnes) {
+  struct Case {
+    std::int32_t scale;
+    Reports expected;
+  };
+  const test::ScratchFolder folder;
+  const Paths cut = Cut(folder, Film());
+  const Paths segments = {cut[0], folder / "missing.ts", cut[2]};
+  for (const Case& c :
+       {Case{100, {33, 66, 100}}, Case{1, {0, 0, 1}}, Case{0, {0, 0, 0}},
+        Case{2147483647, {715827882, 1431655764, 2147483647}}, Case{-100, {-100}}}) {
+    const test::Percent100Is scale(c.scale);
+    test::ProgressLog log;
+    EXPECT_EQ(Merge(segments, folder / "a.mp4", {.log = &log}), 0);
+    EXPECT_EQ(log.Reports(), c.expected) << c.scale;
+  }
+}
+
+TEST(SegmentList, StoppedJoinIsAFileOfTheEntriesSoFar) {
+  for (const int stopAt : {1, 2, 3}) {
+    const test::ScratchFolder folder;
+    const Paths segments = Cut(folder, Film());
+    test::ProgressLog log(stopAt);
+    ASSERT_EQ(Merge(segments, folder / "a.mp4", {.deleteSegments = true, .log = &log}), 0);
+    EXPECT_EQ(Pictures(folder / "a.mp4"), static_cast<std::size_t>(stopAt) * kPicturesASegment);
+    EXPECT_EQ(test::DecodingErrors(folder / "a.mp4"), "");
+    EXPECT_EQ(Existing(segments), (std::vector<bool>{false, stopAt < 2, stopAt < 3}));
+  }
+}
+
+TEST(SegmentList, DeletesWhatWasCopiedOnlyAtTheEnd) {
+  const test::ScratchFolder folder;
+  Paths segments = Cut(folder, Film());
+  fs::create_directory(folder / "folder");
+  segments.insert(segments.begin() + 1, folder / "folder");
+  segments.insert(segments.begin() + 2, folder / "missing.ts");
+  const std::vector<bool> before = {true, true, false, true, true};
+  test::ProgressLog log;
+  log.onReport = [&](std::int32_t) { EXPECT_EQ(Existing(segments), before); };
+  ASSERT_EQ(Merge(segments, folder / "a.mp4", {.deleteSegments = true, .log = &log}), 0);
+  EXPECT_EQ(Existing(segments), (std::vector<bool>{false, true, false, false, false}));
+  EXPECT_EQ(Pictures(folder / "a.mp4"), 3 * kPicturesASegment);
+}
+
+TEST(SegmentList, KeepsSegmentsUnlessToldOtherwise) {
+  const test::ScratchFolder folder;
+  const Paths segments = Cut(folder, Film());
+  ASSERT_EQ(Merge(segments, folder / "a.mp4"), 0);
+  EXPECT_EQ(Existing(segments), std::vector<bool>(3, true));
+}
+
+TEST(SegmentList, PassesBrokenEntriesAsLongAsAGoodOneFollowsOrNoneDoes) {
+  struct Case {
+    const char* name;
+    std::vector<int> entries;  // numbers of good segments; -1 rubbish, -2 subtitles, -3 missing
+    int expected;
+    std::size_t pictures;
+  };
+  constexpr int kInvalidData = -1094995529;
+  const Case cases[] = {
+      {"first", {-1, 0, 1}, MPG_ERR_VIDEO_STREAM_NOT_FOUND, 0},
+      {"first missing", {-3, 0, 1}, MPG_ERR_VIDEO_STREAM_NOT_FOUND, 0},
+      {"middle", {0, -1, 1}, 0, 2 * kPicturesASegment},
+      {"last", {0, 1, -1}, 0, 2 * kPicturesASegment},
+      {"last but a missing one", {0, -1, -3}, kInvalidData, 0},
+      {"middle, without pictures and sound", {0, -2, 1}, MPG_ERR_VIDEO_STREAM_NOT_FOUND, 0},
+      {"last, without pictures and sound", {0, 1, -2}, 0, 2 * kPicturesASegment},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    const test::ScratchFolder folder;
+    const Paths good = Cut(folder, Film());
+    const Paths special = {Rubbish(folder), Subtitles(folder), folder / "missing.ts"};
+    Paths segments;
+    for (const int entry : c.entries) {
+      segments.push_back(entry >= 0 ? good[static_cast<std::size_t>(entry)]
+                                    : special[static_cast<std::size_t>(-entry - 1)]);
+    }
+    const std::vector<bool> before = Existing(segments);
+    const std::string output = folder / "a.mp4";
+    EXPECT_EQ(Merge(segments, output, {.deleteSegments = true}), c.expected);
+    EXPECT_EQ(fs::exists(output), c.expected == 0);
+    EXPECT_EQ(Existing(segments), c.expected == 0 ? std::vector<bool>(3, false) : before);
+    if (c.expected == 0) {
+      EXPECT_EQ(Pictures(output), c.pictures);
+      EXPECT_EQ(test::DecodingErrors(output), "");
+    }
+  }
+}
+
+TEST(SegmentList, ReadsOnBehindBrokenDataInASegment) {
+  // The third of four fragments speaks of a track that doesn't exist.
+  const std::string sound = test::AacAudio(4);
+  const std::string whole = test::MakeMedia(
+      "fragments.m4a",
+      "-i " + sound +
+          " -c copy -movflags +empty_moov+default_base_moof+global_sidx -frag_duration 1000000");
+  std::string content = test::ReadBytes(whole);
+  std::size_t header = 0;
+  for (int fragment = 0; fragment < 3; ++fragment) header = content.find("tfhd", header + 1);
+  ASSERT_NE(header, std::string::npos);
+  content[header + 11] = 99;
+  const test::ScratchFolder folder;
+  test::WriteBytes(folder / "broken.m4a", content);
+  ASSERT_EQ(Merge({whole, folder / "broken.m4a", whole}, folder / "a.mp4"), 0);
+
+  const std::vector<std::string> one = test::ReadPayloads(whole, "a:0");
+  const std::vector<std::string> joined = test::ReadPayloads(folder / "a.mp4", "a:0");
+  EXPECT_GT(joined.size(), 2 * one.size() + one.size() / 3);
+  EXPECT_LT(joined.size(), 3 * one.size());
+  EXPECT_TRUE(std::equal(one.begin(), one.end(), joined.begin()));
+  EXPECT_TRUE(std::equal(one.rbegin(), one.rend(), joined.rbegin()));
+}
+
+TEST(SegmentList, TakesSegmentsOfAnotherSizeOrCodecWithoutFailing) {
+  const test::ScratchFolder folder;
+  const std::string first = Cut(folder, Film())[0];
+  const std::string larger = folder / "larger.ts";
+  const std::string other = folder / "other.ts";
+  Ffmpeg("-i " + first + " -s 320x240 -c:v libx264 -bf 0 -c:a copy " + larger);
+  Ffmpeg("-i " + first + " -c:v mpeg2video -c:a mp2 " + other);
+  for (const char* name : {"a.mp4", "a.ts"}) {
+    ASSERT_EQ(Merge({first, larger}, folder / name), 0);
+    EXPECT_EQ(test::DecodingErrors(folder / name), "");
+    EXPECT_EQ(Pictures(folder / name), 2 * kPicturesASegment);
+    ASSERT_EQ(Merge({first, other, first}, folder / name), 0);
+    EXPECT_GT(Pictures(folder / name), 2 * kPicturesASegment);
+  }
+}
+
+TEST(SegmentList, RefusesAnOutputThatIsAnEntry) {
+  const test::ScratchFolder folder;
+  const Paths segments = Cut(folder, Film());
+  fs::create_symlink(segments[1], folder / "symbolic.ts");
+  fs::create_hard_link(segments[2], folder / "hard.ts");
+  const std::string content = test::ReadBytes(segments[1]);
+  for (const std::string& output :
+       {segments[0], segments[1], folder / "symbolic.ts", folder / "hard.ts", folder / "./2.ts"}) {
+    EXPECT_EQ(Merge(segments, output, {.deleteSegments = true}), MPG_ERR_INVALID_PARAMETER)
+        << output;
+  }
+  EXPECT_EQ(Existing(segments), std::vector<bool>(3, true));
+  EXPECT_EQ(test::ReadBytes(segments[1]), content);
+  EXPECT_EQ(test::ReadBytes(folder / "hard.ts"), test::ReadBytes(segments[2]));
+
+  // An entry that is missing until the output takes its name.
+  const Paths withOutput = {segments[0], folder / "out.mp4", segments[1]};
+  EXPECT_EQ(Merge(withOutput, folder / "out.mp4", {.deleteSegments = true}),
+            MPG_ERR_INVALID_PARAMETER);
+  EXPECT_EQ(Existing(withOutput), (std::vector<bool>{true, false, true}));
+}
+
+TEST(SegmentList, LosesNothingOnAFullDisk) {
+  const test::ScratchFolder folder;
+  const Paths segments = Cut(folder, Film());
+  for (const char* name : {"a.mp4", "a.ts"}) {
+    for (const std::int64_t room : {0, 20, 5000, 60000}) {
+      const test::FileSizeLimit limit(room);
+      EXPECT_EQ(Merge(segments, folder / name, {.deleteSegments = true}), -EFBIG) << room;
+      EXPECT_FALSE(fs::exists(folder / name));
+    }
+  }
+  EXPECT_EQ(Merge(segments, "/dev/full", {.deleteSegments = true}), -ENOSPC);
+  EXPECT_TRUE(fs::exists("/dev/full"));
+  EXPECT_EQ(Existing(segments), std::vector<bool>(3, true));
+}
+
+TEST(SegmentList, LosesNothingWhereItMayNotReadOrWrite) {
+  const test::ScratchFolder folder;
+  const Paths segments = Cut(folder, Film());
+  EXPECT_EQ(Merge(segments, folder / "no folder/a.mp4", {.deleteSegments = true}), -ENOENT);
+  EXPECT_EQ(Merge(segments, folder / "", {.deleteSegments = true}), -EISDIR);
+  fs::create_directory(folder / "open");
+  fs::permissions(folder / "open", fs::perms::all);
+  fs::permissions(folder / "", fs::perms::owner_read | fs::perms::owner_exec |
+                                   fs::perms::others_read | fs::perms::others_exec);
+  fs::permissions(segments[1], fs::perms::none);
+  {
+    const test::Unprivileged world;
+    EXPECT_EQ(Merge(segments, folder / "a.mp4", {.deleteSegments = true}), -EACCES);
+    EXPECT_EQ(Merge(segments, folder / "open/a.mp4", {.deleteSegments = true}), -EACCES);
+  }
+  EXPECT_FALSE(fs::exists(folder / "open/a.mp4"));
+  EXPECT_EQ(Existing(segments), std::vector<bool>(3, true));
+  fs::permissions(folder / "", fs::perms::owner_all);
+}
+
+TEST(SegmentList, TwoThousandRestartingEntriesStayInStep) {
+  const test::ScratchFolder folder;
+  // 16 pictures and 30 sound frames: 0.64 seconds of both.
+  const std::string sound = test::MakeMedia(
+      "short.aac", "-f lavfi -i sine=sample_rate=48000:duration=0.616 -ac 1 -c:a aac");
+  const std::string segment = folder / "s.ts";
+  Ffmpeg("-f lavfi -i testsrc2=size=64x48:rate=25:duration=0.64 -i " + sound +
+         " -c:v libx264 -preset veryfast -bf 0 -c:a copy -muxdelay 0 -muxpreload 0 " + segment);
+  ASSERT_EQ(test::ReadPayloads(segment, "v:0").size(), 16u);
+  ASSERT_EQ(test::ReadPayloads(segment, "a:0").size(), 30u);
+
+  const std::string output = folder / "a.mp4";
+  ASSERT_EQ(Merge(Paths(2000, segment), output), 0);
+  const std::vector<test::Packet> pictures = test::ReadPackets(output, "v:0");
+  const std::vector<test::Packet> sounds = test::ReadPackets(output, "a:0");
+  EXPECT_EQ(pictures.size(), 32000u);
+  EXPECT_EQ(sounds.size(), 60000u);
+  EXPECT_NEAR(*pictures.back().pts + pictures.back().duration, 1280, 0.04);
+  EXPECT_NEAR(*sounds.back().pts + sounds.back().duration, 1280, 0.04);
+}
+
+}  // namespace
