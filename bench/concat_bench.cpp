@@ -49,10 +49,10 @@ int main(int argc, char** argv) {
   paths.push_back(nullptr);
 
   std::printf("%zu segments\n", segments.size());
-  bench::Run({{"MPG_Merge",
-               [&] { return MPG_Merge(paths.data(), output.c_str(), 0, 0, nullptr, 0); }},
-              bench::Command("ffmpeg concat demuxer", "ffmpeg -v quiet -y -f concat -safe 0 -i " +
-                                                          list + " -c copy " + output),
-              bench::Command("cat", "cat " + std::string(argv[1]) + "/*.ts >" + output + "; true")},
-             rounds, "rm -f " + folder + "/*; sync; sleep 0.3");
+  bench::Run(
+      {{"MPG_Merge", [&] { return MPG_Merge(paths.data(), output.c_str(), 0, 0, nullptr, 0); }},
+       bench::Command("ffmpeg concat demuxer",
+                      "ffmpeg -v quiet -y -f concat -safe 0 -i " + list + " -c copy " + output),
+       bench::Command("cat", "cat " + std::string(argv[1]) + "/*.ts >" + output + "; true")},
+      rounds, "rm -f " + folder + "/*; sync; sleep 0.3");
 }

@@ -64,11 +64,11 @@ constexpr std::size_t kLeastPadding = kEntryFrame + 1;
 // Metadata that takes exactly that many bytes of the header, at least kLeastPadding.
 void AddPadding(AVDictionary*& metadata, std::size_t bytes) {
   constexpr std::string_view kName = "padding";
-  constexpr std::size_t kLongestEntry = 60000;
+  constexpr std::size_t kLongestEntry = 1000;  // FFmpeg reads texts of up to 1023 bytes
   for (int number = 0; bytes > 0; ++number) {
     std::size_t entry = std::min(bytes, kLongestEntry);
     if (bytes - entry > 0 && bytes - entry < kLongestEntry) entry = bytes / 2;
-    // Later names are told apart by their number; only the first may have to be cut.
+    // Numbers tell them apart; only one that stands alone may have to be cut.
     std::string name(number == 0 ? kName : std::string(kName) + std::to_string(number));
     name.resize(std::min(name.size(), entry - kEntryFrame));
     const std::string text(entry - kEntryFrame - name.size(), ' ');
