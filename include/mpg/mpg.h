@@ -201,16 +201,23 @@ MPG_API int32_t MPG_MergeAV(const char* videoPath, const char* audioPath, const 
 /* Joining segments, repairing a header. */
 
 /* Joins segments, in the order of a list that a null pointer ends, into an MPEG transport stream
- * (output extension ts, m4t, m2t, m2ts or mts) or an MP4 file (any other). Missing entries are
- * skipped. deleteSegments: non-zero deletes each copied segment. closeGaps: non-zero removes
- * forward jumps of the time stamps between segments. Reports once per entry. Result code. A failed
- * join deletes its output. */
+ * (output extension ts, m4t, m2t, m2ts or mts) or an MP4 file (any other). The first entry decides
+ * whether the output has video, audio or both. Entries that are missing or folders are skipped,
+ * broken ones passed as long as a good one follows or none does. An empty list or a null output
+ * path does nothing and returns 0.
+ * closeGaps: non-zero removes forward jumps of the time stamps between segments.
+ * deleteSegments: non-zero deletes the copied segments once the whole join has succeeded.
+ * Reports once per entry, k of n as k x percent100 / n, whether that is more than before or not.
+ * Result code. A failed join deletes its output and no segment. */
 MPG_API int32_t MPG_Merge(const char* const* segmentPaths, const char* outputPath,
                           uint8_t deleteSegments, uint8_t closeGaps, ProgressCallback callback,
                           uint64_t context) MPG_NOEXCEPT;
 
-/* Rewrites an FLV file's header in place, so that it tells the real duration. While it works, a
- * file of the same name with ".tmp" appended stands beside it. Result code, kept process-wide. */
+/* Rewrites an FLV file's header in place, so that it tells the real duration, in whole seconds. The
+ * new header has the old one's length, so that what lies behind stays where it is; a keyframe index
+ * in it is lost. While it works, a file of the same name with ".tmp" appended stands beside it, in
+ * place of whatever had that name. Result code, kept process-wide; after a failure the file is as it
+ * was. AVERROR_INVALIDDATA: it isn't FLV, or no header of that length can be made. */
 MPG_API int32_t FLV_FixDuration(const char* path) MPG_NOEXCEPT;
 
 /* Re-encoding. */
