@@ -60,6 +60,17 @@ void HeedMpeg4(AVCodecContext& encoder, AVRational inputTimeBase) {
   }
 }
 
+// x264 refuses pictures that don't hold a whole number of colour samples, and leaks what it has
+// allocated by then.
+void RequireWholeColourSamples(const AVCodecContext& encoder) {
+  if (encoder.codec_id != AV_CODEC_ID_H264) return;
+  int columns = 0;
+  int rows = 0;
+  Check(av_pix_fmt_get_chroma_sub_sample(encoder.pix_fmt, &columns, &rows));
+  const bool isWhole = encoder.width % (1 << columns) == 0 && encoder.height % (1 << rows) == 0;
+  if (!isWhole) throw Error(AVERROR(EINVAL));
+}
+
 CodecPtr CreateVideoEncoder(const VideoEncoderRequest& request, const TranscodeParams& params) {
   CodecPtr encoder = MakeVideoEncoder(request);
   HeedMpeg4(*encoder, request.source.time_base);
@@ -71,6 +82,7 @@ CodecPtr CreateVideoEncoder(const VideoEncoderRequest& request, const TranscodeP
   if (params.targetVideoBitRate != 0) {
     encoder->bit_rate = SnapVideoBitRate(params.targetVideoBitRate);
   }
+  RequireWholeColourSamples(*encoder);
   return encoder;
 }
 
