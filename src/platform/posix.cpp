@@ -73,8 +73,7 @@ std::uint64_t FileSize(const char* path) noexcept {
   return static_cast<std::uint64_t>(file.st_size);
 }
 
-int ReadFileAt(const char* path, std::uint64_t position,
-               std::span<std::uint8_t> buffer) noexcept {
+int ReadFileAt(const char* path, std::uint64_t position, std::span<std::uint8_t> buffer) noexcept {
   const FileDescriptor file(path, O_RDONLY);
   if (file.Get() < 0) return -errno;
   const bool complete = MoveAll(buffer.size(), [&](std::size_t done) {

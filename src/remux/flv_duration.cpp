@@ -45,8 +45,8 @@ void RequireDecodableAudio(const Input& input) {
 void RequireFlv(const Input& input) {
   // A duration guessed from the bit rate may be far off.
   const AVFormatContext& format = *input.Context();
-  const bool isKnown = format.duration > 0 &&
-                       format.duration_estimation_method != AVFMT_DURATION_FROM_BITRATE;
+  const bool isKnown =
+      format.duration > 0 && format.duration_estimation_method != AVFMT_DURATION_FROM_BITRATE;
   if (std::string_view(format.iformat->name) != "flv" || !isKnown) throw Error(AVERROR_INVALIDDATA);
 }
 

@@ -22,8 +22,8 @@ const std::string kFileHeader = "FLV\x01\x05\0\0\0\x09\0\0\0\0"s;
 std::string Tag(char type, const std::string& content, int backLinkError = 0) {
   const std::string size{'\0', '\0', static_cast<char>(content.size())};
   const int backLink = static_cast<int>(content.size()) + 11 + backLinkError;
-  return type + size + std::string(7, '\0') + content + "\0\0"s +
-         static_cast<char>(backLink >> 8) + static_cast<char>(backLink & 0xFF);
+  return type + size + std::string(7, '\0') + content + "\0\0"s + static_cast<char>(backLink >> 8) +
+         static_cast<char>(backLink & 0xFF);
 }
 
 const std::string kScript = Tag(18, "\x02script");
