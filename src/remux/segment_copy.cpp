@@ -149,6 +149,7 @@ void SegmentCopier::CopyPacket(Segment& segment, SegmentTrack& segmentTrack) {
 void SegmentCopier::Write() {
   constexpr int kWriteFailureLimit = 25;
   const int result = output_.Write(*packet_);
+  if (result >= 0) hasCopied_ = true;
   if (result < 0 && ++writeFailures_ > kWriteFailureLimit) throw Error(result);
 }
 

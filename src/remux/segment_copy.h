@@ -19,6 +19,9 @@ class SegmentCopier {
   /// Throws Error with the code of a failed write once more than 25 of the join failed.
   [[nodiscard]] int Copy(Input& segment, bool isFirst);
 
+  /// True once any packet went into the output.
+  bool HasCopied() const { return hasCopied_; }
+
  private:
   // One kind of stream throughout the join.
   struct Track {
@@ -56,6 +59,7 @@ class SegmentCopier {
   Track audio_;
   PacketPtr packet_ = MakePacket();
   int writeFailures_ = 0;
+  bool hasCopied_ = false;
 };
 
 }  // namespace mpg

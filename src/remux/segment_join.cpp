@@ -1,6 +1,7 @@
 #include "remux/segment_join.h"
 
 #include <algorithm>
+#include <array>
 #include <optional>
 #include <string_view>
 #include <utility>
@@ -87,6 +88,8 @@ class SegmentJoin {
       if (Report(i + 1) == Answer::kStop) break;
     }
     Check(result);
+    // Such as fragments without their initialisation: broken each for itself, but not worthless.
+    if (!copier.HasCopied()) copied_.clear();
   }
 
   // 0, or the code of a failure that the join survives.
@@ -124,7 +127,7 @@ class SegmentJoin {
 }  // namespace
 
 const char* SegmentMuxerName(const char* outputPath) {
-  constexpr std::string_view kTransportStreams[] = {"ts", "m4t", "m2t", "m2ts", "mts"};
+  constexpr std::array<std::string_view, 5> kTransportStreams{"ts", "m4t", "m2t", "m2ts", "mts"};
   const std::string_view path = outputPath;
   const std::size_t dot = path.find_last_of("./\\");
   if (dot == std::string_view::npos || path[dot] != '.') return "mp4";

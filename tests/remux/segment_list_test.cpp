@@ -204,6 +204,16 @@ TEST(SegmentList, PassesBrokenEntriesAsLongAsAGoodOneFollowsOrNoneDoes) {
   }
 }
 
+TEST(SegmentList, DeletesNothingWhenNothingCouldBeCopied) {
+  // Fragments that aren't stored behind their initialisation are rubbish each for itself.
+  const test::ScratchFolder folder;
+  Ffmpeg("-i " + Film() + " -c copy -f hls -hls_segment_type fmp4 -hls_list_size 0 " +
+         (folder / "h.m3u8"));
+  const Paths segments = {folder / "init.mp4", folder / "h0.m4s", folder / "h1.m4s"};
+  ASSERT_EQ(Merge(segments, folder / "a.mp4", {.deleteSegments = true}), 0);
+  EXPECT_EQ(Existing(segments), std::vector<bool>(3, true));
+}
+
 TEST(SegmentList, ReadsOnBehindBrokenDataInASegment) {
   // The third of four fragments speaks of a track that doesn't exist.
   const std::string sound = test::AacAudio(4);
