@@ -26,8 +26,6 @@ class Progress {
   Progress(ProgressCallback callback, std::uint64_t context) noexcept
       : callback_(callback), context_(context) {}
 
-  bool HasListener() const noexcept { return callback_ != nullptr; }
-
   /// True for a percent greater than the last one reported (0 at first).
   bool IsRise(std::int64_t percent) const noexcept { return percent > last_; }
 
