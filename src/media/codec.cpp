@@ -11,10 +11,13 @@ CodecPtr MakeContext(const AVCodec* codec) {
   return context;
 }
 
-CodecPtr OpenDecoder(const AVCodecParameters& parameters, AVRational packetTimeBase) {
+CodecPtr OpenDecoder(const AVCodecParameters& parameters, AVRational packetTimeBase,
+                     DecoderThreads threads) {
   CodecPtr decoder = MakeContext(avcodec_find_decoder(parameters.codec_id));
   Check(avcodec_parameters_to_context(decoder.get(), &parameters));
   decoder->pkt_timebase = packetTimeBase;
+  // FFmpeg's 0 stands for what suits the machine.
+  decoder->thread_count = threads == DecoderThreads::kNone ? 1 : 0;
   Check(avcodec_open2(decoder.get(), decoder->codec, nullptr));
   return decoder;
 }
@@ -22,11 +25,11 @@ CodecPtr OpenDecoder(const AVCodecParameters& parameters, AVRational packetTimeB
 }  // namespace
 
 CodecPtr OpenDecoder(const AVCodecParameters& parameters) {
-  return OpenDecoder(parameters, {0, 1});
+  return OpenDecoder(parameters, {0, 1}, DecoderThreads::kNone);
 }
 
-CodecPtr OpenDecoder(const AVStream& stream) {
-  return OpenDecoder(*stream.codecpar, stream.time_base);
+CodecPtr OpenDecoder(const AVStream& stream, DecoderThreads threads) {
+  return OpenDecoder(*stream.codecpar, stream.time_base, threads);
 }
 
 CodecPtr MakeEncoder(AVCodecID codecId) {

@@ -9,9 +9,13 @@ namespace mpg {
 /// FFmpeg's code.
 CodecPtr OpenDecoder(const AVCodecParameters& parameters);
 
+/// Whether a decoder may use FFmpeg's own threads. Frames are the same, but those of the last few
+/// packets, and their errors, show only with later packets or at draining.
+enum class DecoderThreads { kNone, kAsManyAsPay };
+
 /// The same for packets that carry the stream's time stamps, so that frames carry them too, moved
 /// on by what the decoder discards of them.
-CodecPtr OpenDecoder(const AVStream& stream);
+CodecPtr OpenDecoder(const AVStream& stream, DecoderThreads threads = DecoderThreads::kNone);
 
 /// An encoder to be filled in and opened; throws Error(AVERROR_UNKNOWN) when FFmpeg has none.
 CodecPtr MakeEncoder(AVCodecID codecId);

@@ -12,7 +12,7 @@ namespace {
 constexpr int kToleratedErrors = 26;
 
 CodecPtr OpenVideoDecoder(const AVStream& source) {
-  CodecPtr decoder = OpenDecoder(source);
+  CodecPtr decoder = OpenDecoder(source, DecoderThreads::kAsManyAsPay);
   if (decoder->width == 0 || decoder->height == 0) throw Error(AVERROR_UNKNOWN);
   return decoder;
 }

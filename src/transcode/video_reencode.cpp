@@ -113,7 +113,7 @@ VideoReencode OpenVideoReencode(Output& output, const Input& input, const Transc
   AVStream* const source = FindFirstStream(input.Context(), AVMEDIA_TYPE_VIDEO);
   if (source == nullptr) throw Error(MPG_ERR_VIDEO_STREAM_NOT_FOUND);
   const AVOutputFormat& muxer = *output.Context()->oformat;
-  CodecPtr decoder = OpenDecoder(*source);
+  CodecPtr decoder = OpenDecoder(*source, DecoderThreads::kAsManyAsPay);
   const VideoTarget wanted = FindTarget(params, source->codecpar->codec_id);
   CodecPtr encoder = CreateVideoEncoder({.source = *source,
                                          .decoder = *decoder,

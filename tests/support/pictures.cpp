@@ -3,8 +3,11 @@
 #include <cmath>
 #include <cstddef>
 #include <filesystem>
+#include <iterator>
+#include <sstream>
 
 #include "support/media.h"
+#include "support/probe.h"
 #include "support/process.h"
 
 namespace test {
@@ -50,6 +53,11 @@ std::vector<int> PictureNumbers(const std::string& path) {
                                static_cast<unsigned char>(pixels[start + kMiddle + 36])));
   }
   return numbers;
+}
+
+std::vector<double> PictureTimes(const std::string& path) {
+  std::istringstream lines(Probe(path, "frame=best_effort_timestamp_time", "v:0"));
+  return {std::istream_iterator<double>(lines), {}};
 }
 
 int PictureNumber(const unsigned char* pixels) {

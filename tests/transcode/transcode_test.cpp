@@ -12,6 +12,7 @@
 #include "support/media.h"
 #include "support/pictures.h"
 #include "support/probe.h"
+#include "support/sound.h"
 
 namespace {
 
@@ -46,13 +47,16 @@ std::string Film(const std::string& extension) {
   return test::NumberedVideo("film." + extension, std::string(kTone) + kH264 + "-c:a aac");
 }
 
-// Further streams that no output may hold.
+// With further streams, which no output may hold: sound, pictures and subtitles.
 std::string CrowdedFilm() {
-  const std::string subtitles = test::MakeMedia(
-      "s.mkv", "-f lavfi -i color=size=16x16:duration=1 -c:v ffv1 -metadata title=x");
+  const std::string pictures =
+      test::MakeMedia("s.mkv", "-f lavfi -i color=size=16x16:duration=1 -c:v ffv1");
+  // One subtitle of the SubRip format.
+  const std::string words =
+      "-f srt -i \"data:text/plain;base64,MQowMDowMDowMCw1MDAgLS0+IDAwOjAwOjAyLDAwMAp3b3Jkcwo=\"";
   return test::MakeMedia("crowded.mkv", "-i " + Film("mp4") + " -i " + test::OpusAudio(4) + " -i " +
-                                            subtitles +
-                                            " -map 0:v -map 0:a -map 1:a -map 2:v -c copy");
+                                            pictures + " " + words +
+                                            " -map 0 -map 1:a -map 2:v -map 3:s -c copy");
 }
 
 // A transport stream names its streams twice, once in its programs.
@@ -149,6 +153,43 @@ TEST(Transcode, KeepsEveryPictureInItsPlace) {
     ASSERT_EQ(Transcode(Film("ts"), output, params), 0);
     EXPECT_EQ(test::PictureNumbers(output), all) << params.formatId << params.videoReencode;
     EXPECT_EQ(test::DecodingErrors(output), "");
+  }
+}
+
+// A click begins with each picture that is numbered 10, 35, 60 or 85.
+std::string ClickingFilm(const std::string& extension) {
+  return test::NumberedVideo("clicks." + extension,
+                             std::string("-f lavfi -i \"aevalsrc=0.6*lt(mod(t+0.6\\,1)\\,0.001):"
+                                         "s=48000:d=4\" ") +
+                                 kH264 + "-c:a aac");
+}
+
+TEST(Transcode, KeepsPicturesAndSoundTogether) {
+  const test::ScratchFolder folder;
+  const std::string output = folder / "out";
+  for (const std::string extension : {"mp4", "mkv", "flv", "ts"}) {
+    for (const TranscodeParams& params :
+         {TranscodeParams{.formatId = MPG_FORMAT_MP4},
+          TranscodeParams{.formatId = MPG_FORMAT_TS, .targetAudioCodec = 2},
+          TranscodeParams{.formatId = MPG_FORMAT_MP4, .targetHeight = 96},
+          TranscodeParams{.formatId = MPG_FORMAT_AVI, .targetAudioCodec = 1, .targetVideoCodec = 1},
+          TranscodeParams{
+              .formatId = MPG_FORMAT_TS, .targetAudioCodec = 1, .targetVideoBitRate = 1000000}}) {
+      SCOPED_TRACE(extension + " to " +
+                   MPG_GetDefExt(static_cast<OutputFormatId>(params.formatId)));
+      ASSERT_EQ(Transcode(ClickingFilm(extension), output, params), 0);
+      const std::vector<int> numbers = test::PictureNumbers(output);
+      const std::vector<double> times = test::PictureTimes(output);
+      ASSERT_EQ(numbers.size(), times.size());
+      std::vector<double> flashes;
+      for (std::size_t i = 0; i < numbers.size(); ++i) {
+        if (numbers[i] % 25 == 10) flashes.push_back(times[i]);
+      }
+      const std::vector<double> clicks = test::Sound(output).Clicks(0);
+      ASSERT_EQ(flashes.size(), 4u);
+      ASSERT_EQ(clicks.size(), 4u);
+      for (std::size_t i = 0; i < 4; ++i) EXPECT_NEAR(clicks[i], flashes[i], 0.04);
+    }
   }
 }
 
