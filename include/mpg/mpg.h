@@ -4,10 +4,11 @@
  * One library, 22 functions. Each call runs one whole operation on the caller's thread and returns
  * when it is done. This header is C99 and can be used from C and from C++.
  *
- * Paths. Narrow, NUL-terminated file paths. On Windows they are read in the ANSI code page; names
- * that are valid UTF-8 work too. On other systems they are handed on byte for byte. A null path
- * never crashes: functions that return a result code answer MPG_ERR_INVALID_PARAMETER, the others
- * 0 or null.
+ * Paths. Narrow, NUL-terminated file paths. On Windows they are read in the ANSI code page, with
+ * either kind of slash and of any length; names that are valid UTF-8 are read as such, as far as
+ * the code page has their characters. On other systems they are handed on byte for byte. A null
+ * path never crashes: functions that return a result code answer MPG_ERR_INVALID_PARAMETER, the
+ * others 0 or null.
  *
  * Results come in four kinds; each function says which one it has.
  *   result code  0 is success. MPG_ERR_... below are the library's own codes; every other value is
@@ -32,7 +33,8 @@
  * MPG_SetPercent100 only while no operation runs.
  *
  * Memory. Everything the library returns a pointer to stays the library's, except the bitmap of
- * MPG_GetImageBMP, which the caller releases with free() of the C runtime that the library uses.
+ * MPG_GetImageBMP, which the caller releases with free() of the C runtime that the library uses. On
+ * Windows that is msvcrt.dll; a host with another runtime takes free() from there.
  *
  * Compatibility. Records have fixed sizes and offsets, little-endian, with natural alignment; they
  * are the same in every version of the library. Messages of FFmpeg itself go to FFmpeg's log,

@@ -5,12 +5,13 @@
 #include <utility>
 
 #include "media/timestamps.h"
+#include "platform/platform.h"
 
 namespace mpg {
 
 OpenedFile::OpenedFile(const char* path) {
   AVFormatContext* context = nullptr;
-  Check(avformat_open_input(&context, path, nullptr, nullptr));
+  Check(avformat_open_input(&context, platform::FfmpegName(path).c_str(), nullptr, nullptr));
   format_.reset(context);
 }
 

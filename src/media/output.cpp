@@ -51,7 +51,8 @@ const AVOutputFormat& MuxerForFile(const char* path) {
 Output::Output(const AVOutputFormat& muxer, const char* path, OnFailure onFailure)
     : path_(path), onFailure_(onFailure) {
   AVFormatContext* context = nullptr;
-  Check(avformat_alloc_output_context2(&context, &muxer, nullptr, path));
+  Check(avformat_alloc_output_context2(&context, &muxer, nullptr,
+                                       platform::FfmpegName(path).c_str()));
   format_.reset(context);
 }
 
@@ -67,7 +68,7 @@ AVStream* Output::AddStream(const AVCodec* codec) {
 }
 
 void Output::CreateFile() {
-  Check(avio_open2(&format_->pb, path_.c_str(), AVIO_FLAG_WRITE, nullptr, nullptr));
+  Check(avio_open2(&format_->pb, format_->url, AVIO_FLAG_WRITE, nullptr, nullptr));
   deleteFile_ = onFailure_ == OnFailure::kDeleteFile;
 }
 

@@ -4,8 +4,18 @@
 
 #include <cstdint>
 #include <span>
+#include <string>
 
 namespace mpg::platform {
+
+// Paths are the host's. On Windows they are in the ANSI code page; UTF-8 is recognised, since
+// FFmpeg always took it. The functions below see to both by themselves.
+
+/// The path as the C library and the system's narrow functions take it.
+std::string SystemName(const char* path);
+
+/// The path as FFmpeg takes it: on Windows it refuses names that aren't UTF-8.
+std::string FfmpegName(const char* path);
 
 /// True when both paths name one existing file, also through links or another spelling. False when
 /// either doesn't exist or can't be examined.

@@ -49,6 +49,14 @@ bool MoveAll(std::size_t size, Move move) noexcept {
 
 }  // namespace
 
+std::string SystemName(const char* path) {
+  return path;
+}
+
+std::string FfmpegName(const char* path) {
+  return path;
+}
+
 bool IsSameFile(const char* path, const char* otherPath) noexcept {
   struct stat file = {};
   struct stat other = {};

@@ -12,13 +12,12 @@
 #include "image/jpeg_scalar_model.h"
 #include "image/test_pictures.h"
 #include "support/host.h"
+#include "support/system.h"
 
 namespace mpg::test {
 namespace {
 
 namespace fs = std::filesystem;
-
-const char* const kFullDevice = "/dev/full";
 
 Bytes TextBytes(const std::string& text) {
   return Bytes(text.begin(), text.end());
@@ -102,8 +101,9 @@ TEST_F(ImageFiles, JpegWritesAgainAfterAFailure) {
   EXPECT_TRUE(WriteJpegImage(path_.c_str(), picture.View(), 90));
   EXPECT_EQ(ReadFile(path_), whole);
 
-  if (!fs::exists(kFullDevice)) GTEST_SKIP() << "no full device";
-  EXPECT_TRUE(WriteJpegImage(kFullDevice, picture.View(), 90)) << "lost bytes are not reported";
+  const std::string device = ::test::FullDevice();
+  if (device.empty()) GTEST_SKIP() << "no full device";
+  EXPECT_TRUE(WriteJpegImage(device.c_str(), picture.View(), 90)) << "lost bytes are not reported";
   JpegByteSink(0x55);  // no file is open: must not reach the next one
   EXPECT_TRUE(WriteJpegImage(path_.c_str(), picture.View(), 90));
   EXPECT_EQ(ReadFile(path_), whole);
@@ -150,10 +150,11 @@ TEST_F(ImageFiles, PpmAndBmpOpenNoFileForPicturesThatCannotBe) {
 }
 
 TEST_F(ImageFiles, OnlyPpmReportsAFullDevice) {
-  if (!fs::exists(kFullDevice)) GTEST_SKIP() << "no full device";
+  const std::string device = ::test::FullDevice();
+  if (device.empty()) GTEST_SKIP() << "no full device";
   const Picture picture = MakeNoisePicture(300, 200);
-  EXPECT_FALSE(WritePpmImage(kFullDevice, picture.View()));
-  EXPECT_TRUE(WriteBmpImage(kFullDevice, picture.View()));
+  EXPECT_FALSE(WritePpmImage(device.c_str(), picture.View()));
+  EXPECT_TRUE(WriteBmpImage(device.c_str(), picture.View()));
 }
 
 }  // namespace

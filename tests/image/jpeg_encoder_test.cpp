@@ -14,6 +14,7 @@
 #include "image/jpeg_scalar_model.h"
 #include "image/test_pictures.h"
 #include "support/host.h"
+#include "support/process.h"
 
 namespace mpg::test {
 namespace {
@@ -218,7 +219,9 @@ void PrintTo(const Decoder& decoder, std::ostream* out) {
 class EveryDecoder : public testing::TestWithParam<Decoder> {
  protected:
   void SetUp() override {
-    if (std::system(GetParam().probe) != 0) GTEST_SKIP() << GetParam().name << " is not installed";
+    if (::test::RunProgram(GetParam().probe).status != 0) {
+      GTEST_SKIP() << GetParam().name << " is not installed";
+    }
   }
 
   static std::optional<Picture> Decode(const Bytes& file) {
@@ -228,9 +231,9 @@ class EveryDecoder : public testing::TestWithParam<Decoder> {
     std::ofstream(jpeg, std::ios::binary)
         .write(reinterpret_cast<const char*>(file.data()),
                static_cast<std::streamsize>(file.size()));
-    const std::string command =
-        GetParam().before + ("'" + jpeg + "'") + GetParam().between + ("'" + ppm + "'");
-    if (std::system(command.c_str()) != 0) return std::nullopt;
+    const ::test::ProcessResult decoded = ::test::RunProgram(
+        GetParam().before + ::test::Quoted(jpeg) + GetParam().between + ::test::Quoted(ppm));
+    if (decoded.status != 0) return std::nullopt;
     std::ifstream in(ppm, std::ios::binary);
     std::string magic;
     int largest = 0;
@@ -275,14 +278,13 @@ TEST_P(EveryDecoder, ReadsEverySizeAndExtreme) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(JpegEncoder, EveryDecoder,
-                         testing::Values(Decoder{"djpeg", "djpeg -version >/dev/null 2>&1",
-                                                 "djpeg -strict -ppm ", " > "},
-                                         Decoder{
-                                             "ffmpeg", "ffmpeg -version >/dev/null 2>&1",
-                                             "ffmpeg -v error -xerror -err_detect explode -y -i ",
-                                             " -pix_fmt rgb24 "}),
-                         [](const auto& test) { return std::string(test.param.name); });
+INSTANTIATE_TEST_SUITE_P(
+    JpegEncoder, EveryDecoder,
+    testing::Values(Decoder{"djpeg", "djpeg -version", "djpeg -strict -ppm ", " > "},
+                    Decoder{"ffmpeg", "ffmpeg -version",
+                            "ffmpeg -v error -xerror -err_detect explode -y -i ",
+                            " -pix_fmt rgb24 "}),
+    [](const auto& test) { return std::string(test.param.name); });
 
 }  // namespace
 }  // namespace mpg::test

@@ -52,6 +52,7 @@ TEST(Output, KeepsOrDeletesAnUnfinishedFileAsAsked) {
 TEST(Output, TellsWhenTheTrailerDoesNotReachTheDisk) {
   const test::ScratchFolder folder;
   test::AacAudio();  // made before the disk is full
+  if (!test::FileSizeLimit::IsPossible()) GTEST_SKIP() << "file sizes can't be limited here";
   const test::FileSizeLimit limit(1000);
   EXPECT_THROW(WriteUntil(Stage::kFinished, folder / "a", OnFailure::kKeepPartialFile), Error);
   EXPECT_EQ(std::filesystem::file_size(folder / "a"), 1000u);

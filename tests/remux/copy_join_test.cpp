@@ -11,6 +11,7 @@
 #include "support/media.h"
 #include "support/probe.h"
 #include "support/process.h"
+#include "support/system.h"
 
 namespace {
 
@@ -235,12 +236,15 @@ TEST(CopyJoin, TellsOfAFullDiskAndKeepsWhatFitted) {
   const test::ScratchFolder folder;
   test::H264Video();
   test::AacAudio();
+  if (const std::string device = test::FullDevice(); !device.empty()) {
+    EXPECT_EQ(Join(test::H264Video(), test::AacAudio(), device), -ENOSPC);
+  }
+  if (!test::FileSizeLimit::IsPossible()) GTEST_SKIP() << "file sizes can't be limited here";
   for (const std::int64_t room : {0, 20, 5000, 60000}) {
     const test::FileSizeLimit limit(room);
     EXPECT_EQ(Join(test::H264Video(), test::AacAudio(), folder / "a.mp4"), -EFBIG) << room;
     EXPECT_EQ(fs::file_size(folder / "a.mp4"), static_cast<std::uintmax_t>(room));
   }
-  EXPECT_EQ(Join(test::H264Video(), test::AacAudio(), "/dev/full"), -ENOSPC);
 }
 
 TEST(CopyJoin, RefusesToWriteOverAnInput) {
@@ -249,7 +253,7 @@ TEST(CopyJoin, RefusesToWriteOverAnInput) {
   const std::string audio = folder / "a.m4a";
   fs::copy_file(test::H264Video(), video);
   fs::copy_file(test::AacAudio(), audio);
-  fs::create_symlink(video, folder / "symbolic.mp4");
+  test::MakeLink(video, folder / "symbolic.mp4");
   fs::create_hard_link(audio, folder / "hard.mp4");
   for (const std::string& output :
        {video, audio, folder / "symbolic.mp4", folder / "hard.mp4", folder / "./v.mp4"}) {

@@ -88,6 +88,7 @@ TEST(ReplaceFileStart, PutsTheOldBytesBackAfterAShortWrite) {
   const test::ScratchFolder folder;
   const std::string content(10000, 'o');
   test::WriteBytes(folder / "a", content);
+  if (!test::FileSizeLimit::IsPossible()) GTEST_SKIP() << "file sizes can't be limited here";
   {
     const test::FileSizeLimit limit(6000);
     EXPECT_EQ(Replace(folder / "a", std::string(8000, 'n')), -EIO);

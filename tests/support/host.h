@@ -19,7 +19,7 @@ class ScratchFolder {
   ScratchFolder(const ScratchFolder&) = delete;
   ScratchFolder& operator=(const ScratchFolder&) = delete;
 
-  std::string operator/(const std::string& name) const { return path_ / name; }
+  std::string operator/(const std::string& name) const { return (path_ / name).string(); }
 
  private:
   std::filesystem::path path_;
@@ -56,6 +56,8 @@ class Percent100Is {
 /// While it lives this process has no more rights than the world: permissions hold for it.
 class Unprivileged {
  public:
+  /// Where not, tests of it are skipped.
+  static bool IsPossible();
   Unprivileged();
   ~Unprivileged();
 };
@@ -63,6 +65,8 @@ class Unprivileged {
 /// While it lives no file of this process can grow beyond a size: writes fail as on a full disk.
 class FileSizeLimit {
  public:
+  /// Where not, tests of it are skipped.
+  static bool IsPossible();
   explicit FileSizeLimit(std::int64_t bytes);
   ~FileSizeLimit();
 

@@ -1,20 +1,19 @@
 #include "support/media.h"
 
-#include <unistd.h>
-
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <stdexcept>
 
 #include "support/process.h"
+#include "support/system.h"
 
 namespace test {
 namespace {
 
 // Tests may run side by side: a file appears under its name only when it is whole.
 void Make(const std::string& path, const std::string& name, const std::string& arguments) {
-  const std::string unfinished = path + "." + std::to_string(getpid()) + "-" + name;
+  const std::string unfinished = path + "." + std::to_string(ProcessId()) + "-" + name;
   const ProcessResult made =
       RunProgram("ffmpeg -v error -y -threads 1 " + arguments +
                  " -fflags +bitexact -flags:v +bitexact -flags:a +bitexact " + Quoted(unfinished));
@@ -35,8 +34,9 @@ std::string Pictures(double seconds) {
 std::string MakeMedia(const std::string& name, const std::string& arguments) {
   const std::filesystem::path folder = MPG_TEST_MEDIA;
   std::filesystem::create_directories(folder);
-  const std::string path =
-      folder / (std::to_string(std::hash<std::string>{}(arguments)) + "-" + name);
+  const std::string file = std::to_string(std::hash<std::string>{}(arguments)) + "-" + name;
+  // Written alike on every system, since names are part of the arguments of other files.
+  const std::string path = (folder / file).generic_string();
   if (!std::filesystem::exists(path)) Make(path, name, arguments);
   return path;
 }

@@ -20,7 +20,7 @@ std::vector<float> Decode(const std::string& path) {
   const ScratchFolder folder("sound");
   const std::string raw = folder / "samples";
   const ProcessResult decoded =
-      RunProgram("ffmpeg -v error -i " + Quoted(path) + " -map 0:a:0 -f f32le " + raw);
+      RunProgram("ffmpeg -v error -i " + Quoted(path) + " -map 0:a:0 -f f32le " + Quoted(raw));
   if (decoded.status != 0) throw std::runtime_error(decoded.output);
   const std::string bytes = ReadBytes(raw);
   std::vector<float> samples(bytes.size() / sizeof(float));

@@ -15,6 +15,7 @@
 #include "support/media.h"
 #include "support/pictures.h"
 #include "support/probe.h"
+#include "support/system.h"
 
 namespace {
 
@@ -158,7 +159,7 @@ TEST(Edits, AnswerBadInputWithACodeAndDeleteTheOutput) {
   const test::ScratchFolder folder;
   fs::copy_file(Film("mp4"), folder / "film.mp4");
   fs::copy_file(Film("mp4"), folder / "film.unheard");
-  fs::create_symlink(folder / "film.mp4", folder / "link.mp4");
+  test::MakeLink(folder / "film.mp4", folder / "link.mp4");
   test::WriteBytes(folder / "text.mp4", std::string(5000, 'a') + "\n");
   const std::string film = folder / "film.mp4";
   const std::string output = folder / "out.mp4";
@@ -177,6 +178,7 @@ TEST(Edits, AnswerBadInputWithACodeAndDeleteTheOutput) {
       {film, film, MPG_ERR_INVALID_PARAMETER},
       {film, folder / "link.mp4", MPG_ERR_INVALID_PARAMETER},
   };
+  if (!test::FileSizeLimit::IsPossible()) GTEST_SKIP() << "file sizes can't be limited here";
   for (const auto& [name, edit] : edits) {
     for (const Case& c : cases) {
       EXPECT_EQ(edit(c.input.c_str(), c.output.c_str()), c.code) << name << " " << c.input;

@@ -11,6 +11,7 @@
 #include "support/probe.h"
 #include "support/process.h"
 #include "support/sound.h"
+#include "support/system.h"
 
 namespace {
 
@@ -165,18 +166,21 @@ TEST(Mp3Convert, Tolerates19BrokenPackets) {
 TEST(Mp3Convert, TellsOfAFullDiskAndKeepsWhatFitted) {
   const test::ScratchFolder folder;
   test::AacAudio();
+  if (const std::string device = test::FullDevice(); !device.empty()) {
+    EXPECT_EQ(Convert(test::AacAudio(), device), -ENOSPC);
+  }
+  if (!test::FileSizeLimit::IsPossible()) GTEST_SKIP() << "file sizes can't be limited here";
   for (const std::int64_t room : {0, 20, 5000, 14000}) {
     const test::FileSizeLimit limit(room);
     EXPECT_EQ(Convert(test::AacAudio(), folder / "a.mp3"), -EFBIG) << room;
     EXPECT_EQ(fs::file_size(folder / "a.mp3"), static_cast<std::uintmax_t>(room));
   }
-  EXPECT_EQ(Convert(test::AacAudio(), "/dev/full"), -ENOSPC);
 }
 
 TEST(Mp3Convert, RefusesToWriteOverItsInput) {
   const test::ScratchFolder folder;
   fs::copy_file(test::AacAudio(), folder / "a.m4a");
-  fs::create_symlink(folder / "a.m4a", folder / "link.mp3");
+  test::MakeLink(folder / "a.m4a", folder / "link.mp3");
   for (const std::string& output : {folder / "a.m4a", folder / "link.mp3"}) {
     EXPECT_EQ(Convert(folder / "a.m4a", output), MPG_ERR_INVALID_PARAMETER);
   }

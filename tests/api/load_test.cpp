@@ -1,0 +1,40 @@
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <filesystem>
+#include <string>
+
+#include "mpg/mpg.h"
+#include "support/host.h"
+#include "support/media.h"
+#include "support/probe.h"
+#include "support/system.h"
+
+namespace {
+
+TEST(LoadedLibrary, WorksEachTimeItIsLoadedAnewAndLeavesNothing) {
+  const std::string video = test::H264Video();
+  const std::string audio = test::AacAudio();
+  const test::ScratchFolder folder;
+  for (int round = 0; round < 5; ++round) {
+    ASSERT_FALSE(test::LoadedLibrary::IsInProcess(MPG_LIBRARY)) << round;
+    const test::LoadedLibrary library(MPG_LIBRARY);
+    for (const std::string& name : test::ExportedNames(MPG_LIBRARY)) {
+      EXPECT_NE(library.Find<void()>(name), nullptr) << name;
+    }
+    const std::string joined = folder / (std::to_string(round) + ".mp4");
+    ASSERT_EQ(library.Find<decltype(MPG_MergeAV)>("MPG_MergeAV")(video.c_str(), audio.c_str(),
+                                                                 joined.c_str(), nullptr, 0),
+              0);
+    EXPECT_EQ(test::ReadPayloads(joined, "v:0"), test::ReadPayloads(video, "v:0"));
+    // The one JPEG file of the process is the library's only state with a life of its own.
+    const std::string picture = folder / (std::to_string(round) + ".jpg");
+    ASSERT_EQ(library.Find<decltype(MPG_GetImageJPG)>("MPG_GetImageJPG")(video.c_str(),
+                                                                         picture.c_str(), 1, 0),
+              1);
+    EXPECT_GT(std::filesystem::file_size(picture), 1000u);
+  }
+  EXPECT_FALSE(test::LoadedLibrary::IsInProcess(MPG_LIBRARY));
+}
+
+}  // namespace
