@@ -5,10 +5,10 @@
  * when it is done. This header is C99 and can be used from C and from C++.
  *
  * Paths. Narrow, NUL-terminated file paths. On Windows they are read in the ANSI code page, with
- * either kind of slash and of any length; names that are valid UTF-8 are read as such, as far as
- * the code page has their characters. On other systems they are handed on byte for byte. A null
- * path never crashes: functions that return a result code answer MPG_ERR_INVALID_PARAMETER, the
- * others 0 or null.
+ * either kind of slash, and have at most 259 characters in full; names that are valid UTF-8 are
+ * read as such, as far as the code page has their characters. On other systems they are handed on
+ * byte for byte. A null path never crashes: functions that return a result code answer
+ * MPG_ERR_INVALID_PARAMETER, the others 0 or null.
  *
  * Results come in four kinds; each function says which one it has.
  *   result code  0 is success. MPG_ERR_... below are the library's own codes; every other value is

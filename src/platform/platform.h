@@ -14,7 +14,8 @@ namespace mpg::platform {
 /// The path as the C library and the system's narrow functions take it.
 std::string SystemName(const char* path);
 
-/// The path as FFmpeg takes it: on Windows it refuses names that aren't UTF-8.
+/// The path as FFmpeg takes it: on Windows it refuses names that aren't UTF-8. Empty, which FFmpeg
+/// refuses, when it is too long for the system's own functions: they couldn't delete the file.
 std::string FfmpegName(const char* path);
 
 /// True when both paths name one existing file, also through links or another spelling. False when

@@ -36,22 +36,9 @@ std::string Narrow(std::wstring_view text, UINT codePage) {
   return narrow;
 }
 
-// The name in the code page: hosts may pass UTF-8, which FFmpeg takes.
-std::string InCodePage(std::string_view path) {
-  const std::wstring wide = Widen(path, CP_UTF8);
-  std::string narrow = GetACP() == CP_UTF8 ? std::string() : Narrow(wide, CP_ACP);
-  return narrow.empty() ? std::string(path) : narrow;
-}
-
-// Names of more than 259 characters need a form that the system doesn't parse.
-std::string Extended(std::string path) {
-  std::string full(path.size() + MAX_PATH, '\0');
-  const DWORD length =
-      GetFullPathNameA(path.c_str(), static_cast<DWORD>(full.size()), full.data(), nullptr);
-  if (length < MAX_PATH || length >= full.size() || path.starts_with(R"(\\?\)")) return path;
-  full.resize(length);
-  if (full.starts_with(R"(\\)")) return R"(\\?\UNC)" + full.substr(1);
-  return R"(\\?\)" + full;
+// The system's narrow functions take no longer one; it would be another file's if it were cut.
+bool IsTooLong(std::string_view path, const std::wstring& wide) {
+  return path.size() >= MAX_PATH || GetFullPathNameW(wide.c_str(), 0, nullptr, nullptr) > MAX_PATH;
 }
 
 class FileHandle {
@@ -112,14 +99,15 @@ bool Identify(const char* path, BY_HANDLE_FILE_INFORMATION& information) {
 }  // namespace
 
 std::string SystemName(const char* path) {
-  return Extended(InCodePage(path));
+  if (GetACP() == CP_UTF8) return path;
+  const std::string narrow = Narrow(Widen(path, CP_UTF8), CP_ACP);
+  return narrow.empty() ? path : narrow;
 }
 
 std::string FfmpegName(const char* path) {
-  const std::string_view name = path;
-  if (!Widen(name, CP_UTF8).empty()) return path;
-  const std::string utf8 = Narrow(Widen(name, CP_ACP), CP_UTF8);
-  return utf8.empty() ? path : utf8;
+  const std::wstring utf8 = Widen(path, CP_UTF8);
+  const std::wstring wide = utf8.empty() ? Widen(path, CP_ACP) : utf8;
+  return IsTooLong(path, wide) ? std::string() : Narrow(wide, CP_UTF8);
 }
 
 bool IsSameFile(const char* path, const char* otherPath) noexcept {

@@ -23,7 +23,8 @@ class TemporaryName {
  public:
   explicit TemporaryName(const char* path) : name_(std::string(path) + ".tmp") {
     constexpr std::size_t kRoom = 272;  // with the terminator
-    if (name_.size() >= kRoom) throw Error(AVERROR(EINVAL));
+    const bool isTooLong = name_.size() >= kRoom || platform::FfmpegName(Get()).empty();
+    if (isTooLong) throw Error(AVERROR(EINVAL));
   }
   TemporaryName(const TemporaryName&) = delete;
   TemporaryName& operator=(const TemporaryName&) = delete;

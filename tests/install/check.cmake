@@ -12,8 +12,14 @@ endfunction()
 
 run(${CMAKE_COMMAND} --install ${BUILD} --prefix ${WORK}/prefix)
 run(${CMAKE_COMMAND} -G Ninja -S ${WORK}/client -B ${WORK}/build -DCMAKE_PREFIX_PATH=${WORK}/prefix
-  -DCMAKE_C_FLAGS=${C_FLAGS})
+  -DCMAKE_C_FLAGS=${C_FLAGS} -DCMAKE_TOOLCHAIN_FILE=${TOOLCHAIN})
 run(${CMAKE_COMMAND} --build ${WORK}/build)
+if(TOOLCHAIN)
+  # Windows finds a program's DLLs beside it.
+  file(COPY ${WORK}/prefix/bin/mpg.dll DESTINATION ${WORK}/build)
+  run(${EMULATOR} ${WORK}/build/client.exe)
+  return()
+endif()
 run(${WORK}/build/client)
 
 file(GLOB_RECURSE package ${WORK}/prefix/*/mpg.pc)

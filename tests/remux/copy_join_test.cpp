@@ -288,8 +288,8 @@ TEST(CopyJoin, AnswersBadInputWithACodeAndTouchesNothing) {
       {audio, audio, output, MPG_ERR_VIDEO_CODEC_NOT_FOUND},
       {video, video, output, MPG_ERR_AUDIO_CODEC_NOT_FOUND},
       {video, audio, folder / "no folder/out.mp4", -ENOENT},
-      {video, audio, folder / "", -EISDIR},
-      {video, audio, "", -ENOENT},
+      {video, audio, folder / "", test::DirectoryError()},
+      {video, audio, "", test::NoNameError()},
   };
   for (const Case& c : cases) {
     EXPECT_EQ(Join(c.video, c.audio, c.output), c.expected) << c.video << " " << c.output;

@@ -82,7 +82,7 @@ Paths HlsFragments(const test::ScratchFolder& folder) {
 
 // A segment's packets as that container holds them: MP4 has no start codes and no ADTS headers.
 std::string InContainerOf(const std::string& segment, const std::string& output) {
-  const std::string extension = fs::path(output).extension();
+  const std::string extension = fs::path(output).extension().string();
   if (fs::path(segment).extension() == extension) return segment;
   Ffmpeg("-i " + segment + " -c copy " + segment + extension);
   return segment + extension;

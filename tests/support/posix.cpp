@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <filesystem>
@@ -37,6 +38,19 @@ std::string FullDevice() {
 
 std::string NullDevice() {
   return "/dev/null";
+}
+
+// A limit of the library's own, for the name of a temporary file.
+std::size_t LongestPath() {
+  return 271;
+}
+
+int DirectoryError() {
+  return -EISDIR;
+}
+
+int NoNameError() {
+  return -ENOENT;
 }
 
 void MakeLink(const std::string& target, const std::string& link) {

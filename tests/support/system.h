@@ -1,6 +1,7 @@
 // What tests need of the operating system. One source file per system, as in the library.
 #pragma once
 
+#include <cstddef>
 #include <set>
 #include <string>
 
@@ -9,11 +10,19 @@ namespace test {
 /// Tells the processes of tests that run side by side apart.
 int ProcessId();
 
-/// A file whose every write fails as on a full disk; empty where there is none.
+/// A file whose every write fails as on a full disk; empty where there is none. Not for what
+/// deletes its output: under Wine it can.
 std::string FullDevice();
 
 /// A file that swallows everything and that nothing can delete.
 std::string NullDevice();
+
+/// Characters of the longest path with which the library can do all it has to.
+std::size_t LongestPath();
+
+/// What FFmpeg answers to an output that is a directory, and to one without a name.
+int DirectoryError();
+int NoNameError();
 
 /// Makes a second name of a file: a symbolic link, or a hard one where only administrators may make
 /// those.

@@ -1,8 +1,10 @@
 #include <windows.h>
 
 #include <array>
+#include <cerrno>
 #include <cstdio>
 #include <filesystem>
+#include <fstream>
 #include <stdexcept>
 
 #include "support/host.h"
@@ -24,13 +26,26 @@ int ProcessId() {
   return static_cast<int>(GetCurrentProcessId());
 }
 
-// Under Wine the device of the system below can be had.
+// Under Wine the device of the system below can be had. It must not be given to what deletes it.
 std::string FullDevice() {
-  return std::filesystem::exists("Z:/dev/full") ? "Z:/dev/full" : "";
+  const std::string device = "Z:/dev/full";
+  return std::ofstream(device).is_open() ? device : "";
 }
 
 std::string NullDevice() {
   return "NUL";
+}
+
+std::size_t LongestPath() {
+  return MAX_PATH - 1;
+}
+
+int DirectoryError() {
+  return -EACCES;
+}
+
+int NoNameError() {
+  return -EINVAL;
 }
 
 void MakeLink(const std::string& target, const std::string& link) {

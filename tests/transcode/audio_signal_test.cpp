@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <numbers>
 #include <ostream>
 #include <string>
 #include <vector>
@@ -107,10 +108,11 @@ std::string Convert(const std::string& audio, const test::ScratchFolder& folder)
 // Share of an input channel in each output channel.
 using Mix = std::vector<std::vector<double>>;
 
+constexpr double kHalfPower = 1 / std::numbers::sqrt2;
 const Mix kMonoToMono = {{1}};
 const Mix kStereoToMono = {{0.5, 0.5}};
-const Mix kSurroundToStereo = {{1, 0, M_SQRT1_2, 0, M_SQRT1_2, 0},
-                               {0, 1, M_SQRT1_2, 0, 0, M_SQRT1_2}};
+const Mix kSurroundToStereo = {{1, 0, kHalfPower, 0, kHalfPower, 0},
+                               {0, 1, kHalfPower, 0, 0, kHalfPower}};
 
 Mix Mp3Mix(int channels) {
   return channels == 1 ? kMonoToMono : channels == 2 ? kStereoToMono : kSurroundToStereo;

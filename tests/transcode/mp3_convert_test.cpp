@@ -214,8 +214,8 @@ TEST(Mp3Convert, AnswersBadInputWithACodeAndNoFile) {
       // LAME takes 16-bit samples channel by channel, and so does mono.
       {Flac("6"), folder / "a.mp3", -EINVAL},
       {audio, folder / "no folder/a.mp3", -ENOENT},
-      {audio, folder / "", -EISDIR},
-      {audio, "", -ENOENT},
+      {audio, folder / "", test::DirectoryError()},
+      {audio, "", test::NoNameError()},
   };
   for (const Case& c : cases) {
     EXPECT_EQ(Convert(c.input, c.output), c.expected) << c.input << " " << c.output;

@@ -1,0 +1,93 @@
+// Paths as hosts on Windows write them.
+#include <gtest/gtest.h>
+#include <windows.h>
+
+#include <array>
+#include <cerrno>
+#include <filesystem>
+#include <string>
+
+#include "mpg/mpg.h"
+#include "support/host.h"
+#include "support/media.h"
+#include "support/probe.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+// The host's own spelling of a path. "" when the code page lacks a character.
+std::string Spelled(const fs::path& path, UINT codePage) {
+  std::array<char, 1024> text{};
+  BOOL lossy = FALSE;
+  WideCharToMultiByte(codePage, 0, path.c_str(), -1, text.data(), static_cast<int>(text.size()),
+                      nullptr, codePage == CP_UTF8 ? nullptr : &lossy);
+  return lossy ? "" : text.data();
+}
+
+// Every kind of access to a folder's files: FFmpeg's, the library's own, the C runtime's.
+void ExpectAllWorkIn(const fs::path& folder, const std::string& spelled) {
+  SCOPED_TRACE(spelled);
+  fs::copy_file(test::H264Video(), folder / "v.mp4");
+  fs::copy_file(test::AacAudio(), folder / "a.m4a");
+  const std::string video = spelled + "v.mp4";
+  const std::string joined = spelled + "joined.mp4";
+  const std::string picture = spelled + "picture";
+  ASSERT_EQ(MPG_MergeAV(video.c_str(), (spelled + "a.m4a").c_str(), joined.c_str(), nullptr, 0), 0);
+  EXPECT_TRUE(fs::exists(folder / "joined.mp4"));
+
+  EXPECT_EQ(MPG_MergeAV(video.c_str(), joined.c_str(), video.c_str(), nullptr, 0),
+            MPG_ERR_INVALID_PARAMETER);
+  EXPECT_EQ(MPG_GetImage(MPG_IMAGE_BMP, video.c_str(), (picture + ".bmp").c_str(), 0, 0), 1u);
+  EXPECT_EQ(MPG_GetImage(MPG_IMAGE_JPEG, video.c_str(), (picture + ".jpg").c_str(), 0, 90), 1u);
+  EXPECT_GT(fs::file_size(folder / "picture.bmp"), fs::file_size(folder / "picture.jpg"));
+
+  // What fails is deleted: there is no sound to be moved.
+  fs::copy_file(test::H264Video(), folder / "out.mp4");
+  EXPECT_NE(MPG_ShiftAudio(video.c_str(), (spelled + "out.mp4").c_str(), 100, nullptr, 0), 0);
+  const std::string merged = spelled + "merged.mp4";
+  const char* const segments[] = {joined.c_str(), nullptr};
+  EXPECT_EQ(MPG_Merge(segments, merged.c_str(), 1, 0, nullptr, 0), 0);
+  EXPECT_FALSE(fs::exists(folder / "joined.mp4"));
+  EXPECT_TRUE(fs::exists(folder / "merged.mp4"));
+}
+
+TEST(WindowsPaths, AreReadInTheCodePageOrAsUtf8) {
+  for (const UINT codePage : {UINT{CP_ACP}, UINT{CP_UTF8}}) {
+    const test::ScratchFolder scratch;
+    const fs::path folder = fs::path(scratch / "") / L"caf\u00e9 \u00fc";
+    fs::create_directories(folder);
+    const std::string spelled = Spelled(folder, codePage);
+    if (spelled.empty()) GTEST_SKIP() << "the code page lacks these letters";
+    ExpectAllWorkIn(folder, spelled + "\\");
+  }
+}
+
+TEST(WindowsPaths, TakeEverySlashAndPrefix) {
+  for (const char* prefix : {"", R"(\\?\)", R"(\\.\)"}) {
+    for (const char slash : {'/', '\\'}) {
+      const test::ScratchFolder scratch;
+      std::string spelled = fs::absolute(scratch / "").string();
+      for (char& letter : spelled) {
+        if (letter == '/' || letter == '\\') letter = *prefix != 0 ? '\\' : slash;
+      }
+      ExpectAllWorkIn(scratch / "", prefix + spelled);
+    }
+  }
+}
+
+TEST(WindowsPaths, AreRefusedWhereTheSystemCannotDeleteWhatIsMade) {
+  const test::ScratchFolder scratch;
+  const std::string folder = fs::absolute(scratch / "").string();
+  const std::string video = test::H264Video();
+  const std::string audio = test::AacAudio();
+  for (const std::size_t length : {259u, 260u, 300u}) {
+    const std::string output = folder + std::string(length - folder.size() - 4, 'x') + ".mp4";
+    const int expected = length < 260 ? 0 : -EINVAL;
+    EXPECT_EQ(MPG_MergeAV(video.c_str(), audio.c_str(), output.c_str(), nullptr, 0), expected);
+    EXPECT_NE(MPG_ShiftAudio(video.c_str(), output.c_str(), 100, nullptr, 0), 0);
+    EXPECT_TRUE(fs::is_empty(scratch / "")) << length;
+  }
+}
+
+}  // namespace
