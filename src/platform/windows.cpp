@@ -107,7 +107,7 @@ std::string SystemName(const char* path) {
 std::string FfmpegName(const char* path) {
   const std::wstring utf8 = Widen(path, CP_UTF8);
   const std::wstring wide = utf8.empty() ? Widen(path, CP_ACP) : utf8;
-  return IsTooLong(path, wide) ? std::string() : Narrow(wide, CP_UTF8);
+  return IsTooLong(SystemName(path), wide) ? std::string() : Narrow(wide, CP_UTF8);
 }
 
 bool IsSameFile(const char* path, const char* otherPath) noexcept {

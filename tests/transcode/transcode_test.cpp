@@ -124,6 +124,9 @@ TEST(Transcode, FillsEveryContainerFromEveryOther) {
     SCOPED_TRACE(c.input + " as " + c.container);
     ASSERT_EQ(Transcode(c.input, output, c.params), 0);
     EXPECT_EQ(test::Probe(output, "format=format_name"), c.container);
+    // Several of these small pictures share a packet there, and only its first has a time.
+    const bool isProgramStream = std::string(c.container) == "mpeg";
+    EXPECT_TRUE(isProgramStream || test::DecodingErrors(output).empty());
     const bool hasPictures = c.params.formatId != static_cast<int>(MPG_FORMAT_MP3);
     EXPECT_EQ(CodecOf(output, "0"), c.soundCodec);
     if (!hasPictures) continue;
