@@ -38,7 +38,14 @@ std::string Remux(const std::string& name, const std::string& options) {
 std::string Live(const test::ScratchFolder& folder, const std::string& input,
                  const std::string& options = "") {
   const std::string path = folder / "live.flv";
-  test::RunProgram("ffmpeg -v error -i " + input + " -c copy " + options + " -f flv - >" + path);
+  test::RunProgram("ffmpeg -v error -i " + input + " -c copy " + options + " " + path);
+  std::string content = test::ReadBytes(path);
+  for (const std::string name : {"duration", "filesize"}) {
+    // A number of 8 bytes follows, behind its type.
+    const std::size_t place = content.find(name);
+    if (place != std::string::npos) content.replace(place + name.size() + 1, 8, 8, '\0');
+  }
+  test::WriteBytes(path, content);
   return path;
 }
 

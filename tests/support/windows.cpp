@@ -1,13 +1,12 @@
 #include <windows.h>
 
-#include <array>
 #include <cerrno>
-#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <stdexcept>
 
 #include "support/host.h"
+#include "support/media.h"
 #include "support/process.h"
 #include "support/system.h"
 
@@ -83,15 +82,35 @@ std::set<std::string> ExportedNames(const std::string& path) {
   return names;
 }
 
+// Without a shell, and into a file: under Wine a pipe may stay open behind the program's end.
 ProcessResult RunProgram(const std::string& command) {
-  std::FILE* const pipe = _popen((command + " 2>&1 <NUL").c_str(), "rt");
-  if (pipe == nullptr) return {-1, "popen failed"};
-  std::string output;
-  std::array<char, 4096> piece;
-  while (const std::size_t size = std::fread(piece.data(), 1, piece.size(), pipe)) {
-    output.append(piece.data(), size);
+  const ScratchFolder folder("program" + std::to_string(GetTickCount64()));
+  const std::string outputPath = folder / "output";
+  SECURITY_ATTRIBUTES inherited{.nLength = sizeof inherited, .bInheritHandle = TRUE};
+  const auto open = [&](const char* path, DWORD access, DWORD creation) {
+    return CreateFileA(path, access, FILE_SHARE_READ | FILE_SHARE_WRITE, &inherited, creation,
+                       FILE_ATTRIBUTE_NORMAL, nullptr);
+  };
+  STARTUPINFOA startup{.cb = sizeof startup, .dwFlags = STARTF_USESTDHANDLES};
+  startup.hStdInput = open("NUL", GENERIC_READ, OPEN_EXISTING);
+  startup.hStdOutput = open(outputPath.c_str(), GENERIC_WRITE, CREATE_ALWAYS);
+  startup.hStdError = startup.hStdOutput;
+
+  PROCESS_INFORMATION process{};
+  DWORD status = static_cast<DWORD>(-1);
+  std::string line = command;
+  if (CreateProcessA(nullptr, line.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &startup,
+                     &process)) {
+    WaitForSingleObject(process.hProcess, INFINITE);
+    GetExitCodeProcess(process.hProcess, &status);
+    CloseHandle(process.hThread);
+    CloseHandle(process.hProcess);
   }
-  return {_pclose(pipe), output};
+  CloseHandle(startup.hStdInput);
+  CloseHandle(startup.hStdOutput);
+  std::string output = ReadBytes(outputPath);
+  std::erase(output, '\r');
+  return {static_cast<int>(status), output};
 }
 
 std::string Quoted(const std::string& word) {
