@@ -29,6 +29,8 @@ void RequireSuccess(const char* what, std::int32_t result) {
 
 int main(int argc, char** argv) {
   CLI::App app("Joins, examines and converts media files with mpg.", "mpg-host");
+  // Names may begin with a slash on every system.
+  app.allow_windows_style_options(false);
   app.require_subcommand(1);
   app.footer("Exit status: 0 done, 1 failed or stopped with Ctrl-C, 2 wrong arguments.");
   host::AddInfoCommands(app);
