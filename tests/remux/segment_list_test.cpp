@@ -35,19 +35,8 @@ std::vector<bool> Existing(const Paths& paths) {
   return existing;
 }
 
-// A file that FFmpeg recognises as nothing.
-std::string Rubbish(const test::ScratchFolder& folder) {
-  test::WriteBytes(folder / "rubbish.ts", std::string(5000, 'a'));
-  return folder / "rubbish.ts";
-}
-
-// A file that FFmpeg reads well, but without a picture or a sound in it.
-std::string Subtitles(const test::ScratchFolder& folder) {
-  test::WriteBytes(folder / "s.srt", "1\n00:00:00,000 --> 00:00:01,000\nhello\n");
-  return folder / "s.srt";
-}
-
 TEST(SegmentList, ExtensionChoosesTheContainer) {
+  constexpr const char* kMp4 = "mov,mp4,m4a,3gp,3g2,mj2";
   struct Case {
     const char* output;
     const char* container;
@@ -57,11 +46,9 @@ TEST(SegmentList, ExtensionChoosesTheContainer) {
   fs::create_directory(folder / "folder.ts");
   fs::create_directory(folder / "back.ts");
   for (const Case& c :
-       {Case{"a.ts", "mpegts"}, Case{"a.TS", "mpegts"}, Case{"a.m4t", "mpegts"},
-        Case{"a.m2t", "mpegts"}, Case{"a.M2Ts", "mpegts"}, Case{"a.mts", "mpegts"},
-        Case{"a.mp4", "mov,mp4,m4a,3gp,3g2,mj2"}, Case{"a.mkv", "mov,mp4,m4a,3gp,3g2,mj2"},
-        Case{"ts", "mov,mp4,m4a,3gp,3g2,mj2"}, Case{"folder.ts/a", "mov,mp4,m4a,3gp,3g2,mj2"},
-        Case{"back.ts\\a", "mov,mp4,m4a,3gp,3g2,mj2"}, Case{"a.ts.", "mov,mp4,m4a,3gp,3g2,mj2"}}) {
+       {Case{"a.ts", "mpegts"}, Case{"a.m4t", "mpegts"}, Case{"a.m2t", "mpegts"},
+        Case{"a.M2Ts", "mpegts"}, Case{"a.mts", "mpegts"}, Case{"a.mkv", kMp4}, Case{"ts", kMp4},
+        Case{"folder.ts/a", kMp4}, Case{"back.ts\\a", kMp4}, Case{"a.ts.", kMp4}}) {
     ASSERT_EQ(Merge({segments[0]}, folder / c.output), 0) << c.output;
     EXPECT_EQ(test::Probe(folder / c.output, "format=format_name"), c.container) << c.output;
   }
@@ -159,13 +146,6 @@ TEST(SegmentList, DeletesWhatWasCopiedOnlyAtTheEnd) {
   EXPECT_EQ(Pictures(folder / "a.mp4"), 3 * kPicturesASegment);
 }
 
-TEST(SegmentList, KeepsSegmentsUnlessToldOtherwise) {
-  const test::ScratchFolder folder;
-  const Paths segments = Cut(folder, Film());
-  ASSERT_EQ(Merge(segments, folder / "a.mp4"), 0);
-  EXPECT_EQ(Existing(segments), std::vector<bool>(3, true));
-}
-
 TEST(SegmentList, PassesBrokenEntriesAsLongAsAGoodOneFollowsOrNoneDoes) {
   struct Case {
     const char* name;
@@ -187,7 +167,9 @@ TEST(SegmentList, PassesBrokenEntriesAsLongAsAGoodOneFollowsOrNoneDoes) {
     SCOPED_TRACE(c.name);
     const test::ScratchFolder folder;
     const Paths good = Cut(folder, Film());
-    const Paths special = {Rubbish(folder), Subtitles(folder), folder / "missing.ts"};
+    const Paths special = {folder / "rubbish.ts", folder / "s.srt", folder / "missing.ts"};
+    test::WriteBytes(special[0], std::string(5000, 'a'));
+    test::WriteBytes(special[1], "1\n00:00:00,000 --> 00:00:01,000\nhello\n");
     Paths segments;
     for (const int entry : c.entries) {
       segments.push_back(entry >= 0 ? good[static_cast<std::size_t>(entry)]
@@ -216,21 +198,10 @@ TEST(SegmentList, DeletesNothingWhenNothingCouldBeCopied) {
 }
 
 TEST(SegmentList, ReadsOnBehindBrokenDataInASegment) {
-  // The third of four fragments speaks of a track that doesn't exist.
-  const std::string sound = test::AacAudio(4);
-  const std::string whole = test::MakeMedia(
-      "fragments.m4a",
-      "-i " + sound +
-          " -c copy -movflags +empty_moov+default_base_moof+global_sidx -frag_duration 1000000");
-  std::string content = test::ReadBytes(whole);
-  std::size_t header = 0;
-  for (int fragment = 0; fragment < 3; ++fragment) header = content.find("tfhd", header + 1);
-  ASSERT_NE(header, std::string::npos);
-  content[header + 11] = 99;
   const test::ScratchFolder folder;
-  test::WriteBytes(folder / "broken.m4a", content);
-  ASSERT_EQ(Merge({whole, folder / "broken.m4a", whole}, folder / "a.mp4"), 0);
-
+  const std::string whole = test::InFragments(test::AacAudio(4));
+  const std::string broken = test::InBrokenFragments(folder / "broken.mp4", test::AacAudio(4));
+  ASSERT_EQ(Merge({whole, broken, whole}, folder / "a.mp4"), 0);
   const std::vector<std::string> one = test::ReadPayloads(whole, "a:0");
   const std::vector<std::string> joined = test::ReadPayloads(folder / "a.mp4", "a:0");
   EXPECT_GT(joined.size(), 2 * one.size() + one.size() / 3);
