@@ -35,6 +35,10 @@ Paths Restarting(const test::ScratchFolder& folder) {
   return Cut(folder, Film(), "-f segment -segment_time 2 -reset_timestamps 1");
 }
 
+Paths RestartingMp4(const test::ScratchFolder& folder) {
+  return Cut(folder, Film(), "-f segment -segment_time 2 -reset_timestamps 1", "mp4");
+}
+
 // Every segment begins a fixed time after the one before.
 Paths Spaced(const test::ScratchFolder& folder, double seconds) {
   Paths paths;
@@ -133,6 +137,7 @@ TEST(SegmentJoin, PlaysRealSegmentsOneAfterTheOther) {
       {"HLS fragments to transport", HlsFragments, "a.ts", false, 4},
       {"restarting", Restarting, "a.mp4", false, 4},
       {"restarting, closed", Restarting, "a.mp4", true, 4},
+      {"restarting MP4", RestartingMp4, "a.mp4", false, 4},
       {"jumping", Jumping, "a.mp4", false, 20},
       {"jumping, closed", Jumping, "a.ts", true, 4},
       {"overlapping", Overlapping, "a.mp4", false, 4},
