@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <filesystem>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "mpg/mpg.h"
@@ -36,20 +37,17 @@ std::vector<bool> Existing(const Paths& paths) {
 
 TEST(SegmentList, ExtensionChoosesTheContainer) {
   constexpr const char* kMp4 = "mov,mp4,m4a,3gp,3g2,mj2";
-  struct Case {
-    const char* output;
-    const char* container;
-  };
+  constexpr std::pair<const char*, const char*> kCases[] = {
+      {"a.ts", "mpegts"},   {"a.m4t", "mpegts"}, {"a.m2t", "mpegts"}, {"a.M2Ts", "mpegts"},
+      {"a.mts", "mpegts"},  {"a.mkv", kMp4},     {"ts", kMp4},        {"folder.ts/a", kMp4},
+      {"back.ts\\a", kMp4}, {"a.ts.", kMp4}};
   const test::ScratchFolder folder;
   const Paths segments = Cut(folder, Film());
   fs::create_directory(folder / "folder.ts");
   fs::create_directory(folder / "back.ts");
-  for (const Case& c :
-       {Case{"a.ts", "mpegts"}, Case{"a.m4t", "mpegts"}, Case{"a.m2t", "mpegts"},
-        Case{"a.M2Ts", "mpegts"}, Case{"a.mts", "mpegts"}, Case{"a.mkv", kMp4}, Case{"ts", kMp4},
-        Case{"folder.ts/a", kMp4}, Case{"back.ts\\a", kMp4}, Case{"a.ts.", kMp4}}) {
-    ASSERT_EQ(Merge({segments[0]}, folder / c.output), 0) << c.output;
-    EXPECT_EQ(test::Probe(folder / c.output, "format=format_name"), c.container) << c.output;
+  for (const auto& [output, container] : kCases) {
+    ASSERT_EQ(Merge({segments[0]}, folder / output), 0) << output;
+    EXPECT_EQ(test::Probe(folder / output, "format=format_name"), container) << output;
   }
 }
 

@@ -5,7 +5,6 @@
 #include <cerrno>
 #include <filesystem>
 #include <functional>
-#include <map>
 #include <numeric>
 #include <string>
 #include <vector>
@@ -22,16 +21,13 @@ namespace fs = std::filesystem;
 
 // Numbered pictures with B pictures, a key picture every 30, and a tone of the same length.
 std::string Film(const std::string& extension) {
-  const std::map<std::string, std::string> codecs = {
-      {"mp4", "-c:v libx264 -qp 4 -g 30 -sc_threshold 0 -bf 2 -c:a aac"},
-      {"mkv", "-c:v libx264 -qp 4 -g 30 -sc_threshold 0 -bf 2 -c:a libmp3lame"},
-      {"ts", "-c:v libx264 -qp 4 -g 30 -sc_threshold 0 -bf 2 -c:a aac"},
-      {"flv", "-c:v libx264 -qp 4 -g 30 -sc_threshold 0 -bf 2 -c:a aac"},
-      {"avi", "-c:v mpeg4 -q:v 1 -g 30 -bf 2 -c:a libmp3lame"},
-      {"webm", "-c:v libvpx-vp9 -deadline realtime -cpu-used 8 -crf 10 -b:v 0 -g 30 -c:a libopus"}};
-  return test::NumberedVideo(
-      "film." + extension,
-      "-f lavfi -i sine=frequency=440:sample_rate=48000 -t 4 " + codecs.at(extension));
+  std::string codecs = "-c:v libx264 -qp 4 -g 30 -sc_threshold 0 -bf 2 -c:a aac";
+  if (extension == "avi") codecs = "-c:v mpeg4 -q:v 1 -g 30 -bf 2 -c:a libmp3lame";
+  if (extension == "webm") {
+    codecs = "-c:v libvpx-vp9 -deadline realtime -cpu-used 8 -crf 10 -b:v 0 -g 30 -c:a libopus";
+  }
+  return test::NumberedVideo("film." + extension,
+                             "-f lavfi -i sine=frequency=440:sample_rate=48000 -t 4 " + codecs);
 }
 
 const char* const kContainers[] = {"mp4", "mkv", "ts", "flv", "avi", "webm"};
