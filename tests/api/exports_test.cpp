@@ -51,6 +51,8 @@ TEST(NullArguments, GiveAnAnswer) {
   EXPECT_EQ(MPG_MergeOP2("v", nullptr, &decision), MPG_ERR_INVALID_PARAMETER);
   EXPECT_EQ(MPG_MergeOP2("v", "a", nullptr), MPG_ERR_INVALID_PARAMETER);
   EXPECT_EQ(MPG_MergeAV("v", "a", nullptr, nullptr, 0), MPG_ERR_INVALID_PARAMETER);
+  EXPECT_EQ(MP3_Convert(nullptr, "a.mp3", 0, nullptr, 0), MPG_ERR_INVALID_PARAMETER);
+  EXPECT_EQ(MP3_Convert("a.m4a", nullptr, 0, nullptr, 0), MPG_ERR_INVALID_PARAMETER);
   EXPECT_EQ(MPG_IsThisGoodFile(nullptr), 0u);
   EXPECT_EQ(MPG_GetMediaInfo(nullptr, &info), 0);
   EXPECT_EQ(MPG_GetMediaInfo("v", nullptr), 0);

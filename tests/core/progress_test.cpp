@@ -52,13 +52,5 @@ TEST(Progress, RepeatsTheEndWhereTheValueIsClamped) {
   EXPECT_EQ(log.Reports(), (std::vector<std::int32_t>{40, 100, 100}));
 }
 
-TEST(Progress, PassesTheHostsAnswerOn) {
-  test::ProgressLog log(2);
-  Progress progress(test::ProgressLog::Callback, log.Context());
-  EXPECT_EQ(progress.ReportRise(1), Answer::kGoOn);
-  EXPECT_EQ(progress.ReportRise(2), Answer::kStop);
-  EXPECT_EQ(Progress(nullptr, 0).ReportRise(50), Answer::kGoOn);
-}
-
 }  // namespace
 }  // namespace mpg

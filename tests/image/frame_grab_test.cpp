@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <cmath>
 #include <cstdint>
 #include <cstdlib>
 #include <filesystem>
@@ -12,7 +11,6 @@
 #include "support/host.h"
 #include "support/media.h"
 #include "support/pictures.h"
-#include "support/process.h"
 
 namespace {
 
@@ -33,27 +31,6 @@ Bitmap GrabBitmap(const std::string& video, std::uint32_t second, std::uint32_t 
   bitmap.block.reset(
       static_cast<unsigned char*>(MPG_GetImageBMP(video.c_str(), second, &bitmap.size, height)));
   return bitmap;
-}
-
-// The pixels of a picture file as red, green, blue, read by the ffmpeg program.
-std::string Pixels(const std::string& path, const std::string& options = "") {
-  const std::string raw = path + ".rgb";
-  test::RunProgram("ffmpeg -v error -y " + options + " -i " + test::Quoted(path) +
-                   " -frames:v 1 -pix_fmt rgb24 -f rawvideo " + test::Quoted(raw));
-  const std::string pixels = test::ReadBytes(raw);
-  fs::remove(raw);
-  return pixels;
-}
-
-// Peak signal-to-noise ratio in decibels; 0 for pictures of different size.
-double Psnr(const std::string& a, const std::string& b) {
-  if (a.size() != b.size() || a.empty()) return 0;
-  double squares = 0;
-  for (std::size_t i = 0; i < a.size(); ++i) {
-    const int difference = static_cast<unsigned char>(a[i]) - static_cast<unsigned char>(b[i]);
-    squares += difference * difference;
-  }
-  return 10 * std::log10(255.0 * 255.0 * static_cast<double>(a.size()) / (squares + 1e-9));
 }
 
 constexpr const char* kH264 = "-c:v libx264 -qp 4 -sc_threshold 0 ";
@@ -87,7 +64,7 @@ TEST(FrameGrab, TakesTheFirstPictureOfEveryContainerAndCodec) {
     const std::string video = test::MakeMedia(c.name, source + c.options);
     const std::string output = folder / "picture.ppm";
     ASSERT_TRUE(Grab(video, output)) << c.name;
-    EXPECT_GT(Psnr(Pixels(output), Pixels(video)), 28) << c.name;
+    EXPECT_GT(test::Psnr(test::Pixels(output), test::Pixels(video)), 28) << c.name;
   }
 }
 
@@ -99,7 +76,7 @@ TEST(FrameGrab, PassesOverPicturesOfOneColour) {
       "-f lavfi -i color=black:size=64x48:rate=25:duration=1 -f lavfi -i "
       "testsrc2=size=64x48:rate=25:duration=1 -filter_complex concat -c:v libx264 -g 5 -bf 0");
   ASSERT_TRUE(Grab(video, folder / "a.ppm"));
-  EXPECT_GT(Psnr(Pixels(folder / "a.ppm"), Pixels(video, "-ss 1")), 24);
+  EXPECT_GT(test::Psnr(test::Pixels(folder / "a.ppm"), test::Pixels(video, "-ss 1")), 24);
 
   const std::string black =
       test::MakeMedia("black.mp4", "-f lavfi -i color=black:size=64x48:duration=2 -c:v libx264");

@@ -48,25 +48,23 @@ HuffmanTable MakeTable(const std::string& lengthCounts, const std::string& symbo
   return table;
 }
 
+const char kAcLuminanceSymbols[] =
+    "01020300041105122131410613516107227114328191a1082342b1c11552d1f02433627282090a161718191a25"
+    "262728292a3435363738393a434445464748494a535455565758595a636465666768696a737475767778797a83"
+    "8485868788898a92939495969798999aa2a3a4a5a6a7a8a9aab2b3b4b5b6b7b8b9bac2c3c4c5c6c7c8c9cad2d3"
+    "d4d5d6d7d8d9dae1e2e3e4e5e6e7e8e9eaf1f2f3f4f5f6f7f8f9fa";
+const char kAcChrominanceSymbols[] =
+    "000102031104052131061241510761711322328108144291a1b1c109233352f0156272d10a162434e125f11718"
+    "191a262728292a35363738393a434445464748494a535455565758595a636465666768696a737475767778797a"
+    "82838485868788898a92939495969798999aa2a3a4a5a6a7a8a9aab2b3b4b5b6b7b8b9bac2c3c4c5c6c7c8c9ca"
+    "d2d3d4d5d6d7d8d9dae2e3e4e5e6e7e8e9eaf2f3f4f5f6f7f8f9fa";
 const char kDcSymbols[] = "000102030405060708090a0b";
 const HuffmanTable kDcLuminance = MakeTable("00010501010101010100000000000000", kDcSymbols);
 const HuffmanTable kDcChrominance = MakeTable("00030101010101010101010000000000", kDcSymbols);
-const HuffmanTable kAcLuminance = MakeTable("0002010303020403050504040000017d",
-                                            "01020300041105122131410613516107227114328191a1082342b1"
-                                            "c11552d1f02433627282090a161718191a25262728"
-                                            "292a3435363738393a434445464748494a535455565758595a6364"
-                                            "65666768696a737475767778797a83848586878889"
-                                            "8a92939495969798999aa2a3a4a5a6a7a8a9aab2b3b4b5b6b7b8b9"
-                                            "bac2c3c4c5c6c7c8c9cad2d3d4d5d6d7d8d9dae1e2"
-                                            "e3e4e5e6e7e8e9eaf1f2f3f4f5f6f7f8f9fa");
-const HuffmanTable kAcChrominance = MakeTable(
-    "00020102040403040705040400010277",
-    "000102031104052131061241510761711322328108144291a1b1c109233352f0156272d10a162434e125f11718191a"
-    "262728292a35363738393a434445464748494a535455565758595a636465666768696a737475767778797a82838485"
-    "86"
-    "8788898a92939495969798999aa2a3a4a5a6a7a8a9aab2b3b4b5b6b7b8b9bac2c3c4c5c6c7c8c9cad2d3d4d5d6d7d8"
-    "d9"
-    "dae2e3e4e5e6e7e8e9eaf2f3f4f5f6f7f8f9fa");
+const HuffmanTable kAcLuminance =
+    MakeTable("0002010303020403050504040000017d", kAcLuminanceSymbols);
+const HuffmanTable kAcChrominance =
+    MakeTable("00020102040403040705040400010277", kAcChrominanceSymbols);
 
 // Walks the diagonals instead of listing them.
 std::array<int, 64> MakeZigZag() {
@@ -85,8 +83,8 @@ const std::array<int, 64> kOrder = MakeZigZag();
 
 class Model {
  public:
-  Model(const Bytes& pixels, int width, int height, int quality, ModelExtremes* extremes)
-      : pixels_(pixels), width_(width), height_(height), extremes_(extremes) {
+  Model(const Bytes& pixels, int width, int height, int quality)
+      : pixels_(pixels), width_(width), height_(height) {
     const int factor = quality <= 1    ? 5000
                        : quality < 50  ? 5000 / quality
                        : quality < 100 ? 200 - 2 * quality
@@ -219,13 +217,11 @@ class Model {
     }
     const int difference = quantized[0] - predictor;
     predictor = quantized[0];
-    Note(difference, 0);
     WriteValue(difference, 0, dc);
     int last = 63;
     while (last > 0 && quantized[last] == 0) --last;
     int run = 0;
     for (int i = 1; i <= last; ++i) {
-      Note(0, quantized[i]);
       if (quantized[i] == 0) {
         if (++run == 16) WriteValue(0, 15, ac), run = 0;
       } else {
@@ -236,17 +232,9 @@ class Model {
     if (last < 63) WriteValue(0, 0, ac);
   }
 
-  void Note(int dcDifference, int ac) {
-    if (!extremes_) return;
-    extremes_->largestDcDifference =
-        std::max(extremes_->largestDcDifference, std::abs(dcDifference));
-    extremes_->largestAc = std::max(extremes_->largestAc, std::abs(ac));
-  }
-
   const Bytes& pixels_;
   int width_;
   int height_;
-  ModelExtremes* extremes_;
   std::array<std::array<int, 64>, 2> entries_{};
   float reciprocals_[2][64];
   int predictors_[3] = {0, 0, 0};
@@ -258,8 +246,8 @@ class Model {
 }  // namespace
 
 std::vector<std::uint8_t> EncodeWithModel(const std::vector<std::uint8_t>& pixels, int width,
-                                          int height, int quality, ModelExtremes* extremes) {
-  return Model(pixels, width, height, quality, extremes).Encode();
+                                          int height, int quality) {
+  return Model(pixels, width, height, quality).Encode();
 }
 
 }  // namespace mpg::test

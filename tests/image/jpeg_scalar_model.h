@@ -5,16 +5,9 @@
 
 namespace mpg::test {
 
-// What the encoder's integers reached while a picture was encoded.
-struct ModelExtremes {
-  int largestDcDifference = 0;
-  int largestAc = 0;
-};
-
 // A plain JPEG encoder, one float at a time, straight from the formulas: the truth that the fast
 // encoder must match byte for byte. Shares no code or table with it.
 std::vector<std::uint8_t> EncodeWithModel(const std::vector<std::uint8_t>& pixels, int width,
-                                          int height, int quality,
-                                          ModelExtremes* extremes = nullptr);
+                                          int height, int quality);
 
 }  // namespace mpg::test

@@ -33,17 +33,6 @@ TEST(MemoryBitmap, HoldsHeadersAnEmptyColourAndTheRows) {
   EXPECT_EQ(Bytes(block.get(), block.get() + size), expected);
 }
 
-TEST(MemoryBitmap, SaysTheSizeOfTheFileWithoutTheColourEntry) {
-  const Picture picture = MakeShadedPicture(160, 90);
-  std::uint32_t size = 0;
-  const Block block(BuildMemoryBitmap(picture.View(), size));
-  ASSERT_EQ(size, 43258u);
-  const Bytes fileSize(block.get() + 2, block.get() + 6);
-  EXPECT_EQ(fileSize, (Bytes{0xf6, 0xa8, 0, 0}));  // 43254
-  EXPECT_EQ(block.get()[58], picture.pixels[2]);
-  EXPECT_EQ(block.get()[43257], picture.pixels[43197]);
-}
-
 TEST(MemoryBitmap, RefusesWhatItCannotHold) {
   constexpr int kMost = std::numeric_limits<int>::max();
   const std::uint8_t pixel[3] = {};

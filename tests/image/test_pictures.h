@@ -2,13 +2,12 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <fstream>
-#include <iterator>
 #include <random>
 #include <string>
 #include <vector>
 
 #include "image/rgb_image.h"
+#include "support/media.h"
 
 namespace mpg::test {
 
@@ -50,8 +49,8 @@ inline Picture MakeShadedPicture(int width, int height) {
 }
 
 inline Bytes ReadFile(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  return Bytes(std::istreambuf_iterator<char>(file), {});
+  const std::string content = ::test::ReadBytes(path);
+  return Bytes(content.begin(), content.end());
 }
 
 }  // namespace mpg::test

@@ -60,12 +60,5 @@ TEST(Output, TellsWhenTheTrailerDoesNotReachTheDisk) {
   EXPECT_FALSE(std::filesystem::exists(folder / "b"));
 }
 
-TEST(Output, LeavesWhatItCouldNotReplace) {
-  const test::ScratchFolder folder;
-  std::filesystem::create_directory(folder / "sub");
-  EXPECT_THROW(WriteUntil(Stage::kFinished, folder / "sub", OnFailure::kDeleteFile), Error);
-  EXPECT_TRUE(std::filesystem::exists(folder / "sub"));
-}
-
 }  // namespace
 }  // namespace mpg

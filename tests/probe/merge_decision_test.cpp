@@ -53,18 +53,5 @@ TEST(DecideMerge, KnowsOlderRulesToo) {
   }
 }
 
-TEST(DecideMerge, MissesTheAudioBeforeTheVideo) {
-  const auto codeOf = [](AVCodecID audio, AVCodecID video) {
-    try {
-      DecideMerge(audio, video);
-    } catch (const Error& error) {
-      return error.Code();
-    }
-    return 0;
-  };
-  EXPECT_EQ(codeOf(AV_CODEC_ID_NONE, AV_CODEC_ID_NONE), MPG_ERR_AUDIO_CODEC_NOT_FOUND);
-  EXPECT_EQ(codeOf(kAac, AV_CODEC_ID_NONE), MPG_ERR_VIDEO_CODEC_NOT_FOUND);
-}
-
 }  // namespace
 }  // namespace mpg

@@ -77,13 +77,6 @@ std::int32_t Replace(const std::string& path, const std::string& bytes) try {
   return error.Code();
 }
 
-TEST(ReplaceFileStart, ChangesNothingBehind) {
-  const test::ScratchFolder folder;
-  test::WriteBytes(folder / "a", "0123456789");
-  EXPECT_EQ(Replace(folder / "a", "abcd"), 0);
-  EXPECT_EQ(test::ReadBytes(folder / "a"), "abcd456789");
-}
-
 TEST(ReplaceFileStart, PutsTheOldBytesBackAfterAShortWrite) {
   const test::ScratchFolder folder;
   const std::string content(10000, 'o');

@@ -17,30 +17,24 @@ struct StreamFacts {
   std::int64_t packetDuration = 0;
 };
 
-struct Stamps {
-  std::vector<std::int64_t> pts;
-  std::int64_t duration;
-};
-
-Stamps StampThree(const StreamFacts& facts) {
+// Expects three packets to be given those times and that duration.
+void ExpectStamps(const StreamFacts& facts, const std::vector<std::int64_t>& expected,
+                  std::int64_t duration) {
   const OutputFormatPtr context(avformat_alloc_context());
   AVStream& stream = *avformat_new_stream(context.get(), nullptr);
   stream.time_base = facts.timeBase;
   stream.r_frame_rate = facts.frameRate;
   stream.codecpar->frame_size = facts.frameSize;
   stream.codecpar->sample_rate = facts.sampleRate;
-
   TimeStampMaker maker;
-  Stamps stamps{};
-  for (int i = 0; i < 3; ++i) {
+  for (const std::int64_t pts : expected) {
     const PacketPtr packet = MakePacket();
     packet->duration = facts.packetDuration;
     maker.Stamp(*packet, stream);
-    EXPECT_EQ(packet->dts, packet->pts);
-    stamps.pts.push_back(packet->pts);
-    stamps.duration = packet->duration;
+    EXPECT_EQ(packet->pts, pts);
+    EXPECT_EQ(packet->dts, pts);
+    EXPECT_EQ(packet->duration, duration);
   }
-  return stamps;
 }
 
 TEST(TimeStampMaker, CountsFramesOfTheKnownLength) {
@@ -50,7 +44,7 @@ TEST(TimeStampMaker, CountsFramesOfTheKnownLength) {
     std::vector<std::int64_t> pts;
     std::int64_t duration;
   };
-  const std::vector<Case> cases = {
+  const Case cases[] = {
       {"raw video", {{1, 1200000}, {25, 1}}, {0, 48000, 96000}, 48000},
       {"cut off, not rounded", {{1, 90000}, {25, 1}}, {0, 3599, 7199}, 3599},
       {"29.97", {{1, 1000}, {30000, 1001}}, {0, 33, 66}, 33},
@@ -59,9 +53,8 @@ TEST(TimeStampMaker, CountsFramesOfTheKnownLength) {
       {"nothing known", {{1, 1000}, {0, 0}}, {0, 40, 80}, 40},
   };
   for (const Case& c : cases) {
-    const Stamps stamps = StampThree(c.facts);
-    EXPECT_EQ(stamps.pts, c.pts) << c.name;
-    EXPECT_EQ(stamps.duration, c.duration) << c.name;
+    SCOPED_TRACE(c.name);
+    ExpectStamps(c.facts, c.pts, c.duration);
   }
 }
 

@@ -59,6 +59,13 @@ std::string OpusAudio(double seconds) {
   return MakeMedia("opus.opus", Tone(seconds) + " -c:a libopus -b:a 64k");
 }
 
+std::string InFragments(const std::string& input) {
+  return MakeMedia(
+      "fragments.mp4",
+      "-i " + input +
+          " -c copy -movflags +empty_moov+default_base_moof+global_sidx -frag_duration 1000000");
+}
+
 std::string Ac3Audio() {
   return MakeMedia("ac3.mp4",
                    "-f lavfi -i sine=duration=4:sample_rate=48000 -ac 1 -c:a ac3 -b:a 96k");
@@ -70,6 +77,15 @@ std::string BreakAc3Frames(std::string content, int first, int count) {
       content.find("\x0b\x77", content.find("mdat")) + 384u * static_cast<unsigned>(first);
   for (int i = 0; i < count; ++i, frame += 2 * 384) content.at(frame) = 0;
   return content;
+}
+
+std::string InBrokenFragments(const std::string& path, const std::string& input) {
+  std::string content = ReadBytes(InFragments(input));
+  std::size_t header = 0;
+  for (int fragment = 0; fragment < 3; ++fragment) header = content.find("tfhd", header + 1);
+  content.at(header + 11) = 99;
+  WriteBytes(path, content);
+  return path;
 }
 
 std::string ReadBytes(const std::string& path) {

@@ -24,6 +24,11 @@ std::string Ac3Audio();
 /// FFmpeg's parser appends each to the frame before it, and the decoder refuses both.
 std::string BreakAc3Frames(std::string content, int first, int count);
 
+/// A file's content in MP4 fragments of a second.
+std::string InFragments(const std::string& input);
+/// Writes the same with a third fragment that speaks of a track that doesn't exist.
+std::string InBrokenFragments(const std::string& path, const std::string& input);
+
 /// A file's whole content.
 std::string ReadBytes(const std::string& path);
 

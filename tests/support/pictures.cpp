@@ -65,4 +65,23 @@ int PictureNumber(const unsigned char* pixels) {
   return NumberOf(pixels[3 * (kMiddle + 12)], pixels[3 * (kMiddle + 36)]);
 }
 
+std::string Pixels(const std::string& path, const std::string& inputOptions) {
+  const std::string raw = path + ".rgb";
+  RunProgram("ffmpeg -v error -y " + inputOptions + " -i " + Quoted(path) +
+             " -frames:v 1 -pix_fmt rgb24 -f rawvideo " + Quoted(raw));
+  const std::string pixels = ReadBytes(raw);
+  std::filesystem::remove(raw);
+  return pixels;
+}
+
+double Psnr(const std::string& a, const std::string& b) {
+  if (a.size() != b.size() || a.empty()) return 0;
+  double squares = 0;
+  for (std::size_t i = 0; i < a.size(); ++i) {
+    const int difference = static_cast<unsigned char>(a[i]) - static_cast<unsigned char>(b[i]);
+    squares += difference * difference;
+  }
+  return 10 * std::log10(255.0 * 255.0 * static_cast<double>(a.size()) / (squares + 1e-9));
+}
+
 }  // namespace test

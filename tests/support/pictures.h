@@ -22,4 +22,10 @@ std::vector<double> PictureTimes(const std::string& path);
 /// The number of a 64 x 48 picture, read from packed 24-bit pixels.
 int PictureNumber(const unsigned char* pixels);
 
+/// A file's first picture as packed red, green and blue bytes; empty when it doesn't decode.
+std::string Pixels(const std::string& path, const std::string& inputOptions = "");
+
+/// Peak signal-to-noise ratio in decibels; 0 for pictures of different size.
+double Psnr(const std::string& a, const std::string& b);
+
 }  // namespace test

