@@ -57,7 +57,7 @@ class Trim {
                                          .muxer = muxer,
                                          .fileBitRate = copy_.File().BitRate()});
     OpenEncoder(*encoder, muxer);
-    DescribeVideoEncoder(*encoder, target);
+    DescribeVideoEncoder(*encoder, PictureTimeBase(muxer, source_), target);
     return encoder;
   }
 

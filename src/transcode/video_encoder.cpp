@@ -1,20 +1,25 @@
 #include "transcode/video_encoder.h"
 
+#include <algorithm>
+
 #include "media/stream_copy.h"
 #include "media/timestamps.h"
 
 namespace mpg {
 namespace {
 
-// Encoders that know a handful of picture rates or count time in 16 bits.
-bool CountsPictures(AVCodecID codecId, AVRational timeBase) {
-  if (codecId == AV_CODEC_ID_MPEG1VIDEO || codecId == AV_CODEC_ID_MPEG2VIDEO) return true;
-  return codecId == AV_CODEC_ID_MPEG4 && timeBase.den > 65535;
+// The rate control of FFmpeg's own encoders takes each tick of the time base for a picture: with a
+// finer clock a picture would get next to nothing. The wrapped libraries ask for the frame rate.
+bool CountsPictures(const AVCodec& codec) {
+  return codec.wrapper_name == nullptr;
 }
 
-AVRational TimeBaseFor(const VideoEncoderRequest& request) {
-  const AVRational timeBase = PictureTimeBase(request.muxer, request.source);
-  return CountsPictures(request.codecId, timeBase) ? av_inv_q(FrameRate(request.source)) : timeBase;
+AVRational TimeOfOnePicture(const AVStream& source) {
+  constexpr std::int64_t kMpeg4Limit = 65535;
+  const AVRational rate = FrameRate(source);
+  AVRational time{};
+  av_reduce(&time.num, &time.den, rate.den, rate.num, kMpeg4Limit);
+  return time;
 }
 
 AVPixelFormat PixelFormatFor(const AVCodec& codec, AVPixelFormat wanted) {
@@ -45,13 +50,16 @@ CodecPtr MakeVideoEncoder(const VideoEncoderRequest& request) {
   encoder->bit_rate = parameters.bit_rate > 0 ? parameters.bit_rate : request.fileBitRate;
   encoder->gop_size = decoder.gop_size;
   encoder->framerate = FrameRate(request.source);
-  encoder->time_base = TimeBaseFor(request);
+  encoder->time_base = CountsPictures(*encoder->codec)
+                           ? TimeOfOnePicture(request.source)
+                           : PictureTimeBase(request.muxer, request.source);
   encoder->thread_count = 0;
   return encoder;
 }
 
-void DescribeVideoEncoder(const AVCodecContext& encoder, AVStream& target) {
+void DescribeVideoEncoder(const AVCodecContext& encoder, AVRational timeBase, AVStream& target) {
   DescribeEncoder(encoder, target);
+  target.time_base = timeBase;
   target.avg_frame_rate = encoder.framerate;
   target.sample_aspect_ratio = encoder.sample_aspect_ratio;
 }
@@ -60,12 +68,16 @@ VideoEncoder::VideoEncoder(AVCodecContext& encoder, Output& output, const AVStre
     : encoder_(encoder), output_(output), target_(target) {}
 
 void VideoEncoder::Encode(AVFrame& picture, AVRational timeBase) {
-  const std::int64_t pts = RescaleTime(picture.pts, timeBase, encoder_.time_base);
+  const std::int64_t pts = RescaleTime(picture.pts, timeBase, target_.time_base);
   // A coarser time base has no place for every picture.
   if (IsKnown(lastPts_) && pts <= lastPts_) return;
   lastPts_ = pts;
+  std::int64_t clock = RescaleTime(picture.pts, timeBase, encoder_.time_base);
+  if (IsKnown(lastClock_)) clock = std::max(clock, lastClock_ + 1);
+  lastClock_ = clock;
+  if (CountsPictures(*encoder_.codec)) times_.push(pts);
   AVFrame& ready = Scaled(picture);
-  ready.pts = pts;
+  ready.pts = clock;
   // The encoder chooses for itself.
   ready.pict_type = AV_PICTURE_TYPE_NONE;
   Send(&ready);
@@ -106,6 +118,10 @@ void VideoEncoder::Write() {
     packet_->duration = av_rescale_q(1, av_inv_q(encoder_.framerate), encoder_.time_base);
   }
   RescalePacket(*packet_, encoder_.time_base, target_.time_base);
+  if (!times_.empty()) {
+    packet_->pts = packet_->dts = times_.front();
+    times_.pop();
+  }
   packet_->pos = -1;
   packet_->stream_index = target_.index;
   Check(output_.Write(*packet_));

@@ -1,6 +1,8 @@
 // Pictures on their way through an encoder into an output.
 #pragma once
 
+#include <queue>
+
 #include "media/codec.h"
 #include "media/output.h"
 
@@ -16,11 +18,13 @@ struct VideoEncoderRequest {
 };
 
 /// An encoder, not yet open, that keeps the source's size, shape, bit rate, GOP size and, where it
-/// can, pixel format and time base. Throws Error(AVERROR_UNKNOWN) when FFmpeg has no such encoder.
+/// can, pixel format. Its time base is the source's, or one picture where its rate control counts
+/// those. Throws Error(AVERROR_UNKNOWN) when FFmpeg has no such encoder.
 CodecPtr MakeVideoEncoder(const VideoEncoderRequest& request);
 
-/// Describes an output stream by its open encoder. Throws Error with FFmpeg's code.
-void DescribeVideoEncoder(const AVCodecContext& encoder, AVStream& target);
+/// Describes an output stream by its open encoder, and asks the muxer for a time base. Throws Error
+/// with FFmpeg's code.
+void DescribeVideoEncoder(const AVCodecContext& encoder, AVRational timeBase, AVStream& target);
 
 /// Encodes pictures and writes what comes out.
 class VideoEncoder {
@@ -29,7 +33,7 @@ class VideoEncoder {
   VideoEncoder(AVCodecContext& encoder, Output& output, const AVStream& target);
 
   /// A picture of the encoder's size and format, or of another: it is scaled then. Its time stamp
-  /// counts in `timeBase`; one that doesn't rise in the encoder's own is passed over. Throws Error.
+  /// counts in `timeBase`; one that doesn't rise in the output's is passed over. Throws Error.
   void Encode(AVFrame& picture, AVRational timeBase);
 
   /// Writes everything that the encoder holds back. Throws Error.
@@ -46,7 +50,10 @@ class VideoEncoder {
   ScalerPtr scaler_;
   FramePtr scaled_;
   PacketPtr packet_ = MakePacket();
-  std::int64_t lastPts_ = AV_NOPTS_VALUE;
+  std::queue<std::int64_t>
+      times_;  // of pictures in an encoder that counts them, in the output's base
+  std::int64_t lastPts_ = AV_NOPTS_VALUE;    // in the output's time base
+  std::int64_t lastClock_ = AV_NOPTS_VALUE;  // in the encoder's
 };
 
 }  // namespace mpg

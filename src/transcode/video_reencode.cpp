@@ -48,11 +48,17 @@ std::int32_t Scaled(std::int64_t value, std::int64_t factor, std::int64_t diviso
 
 // MPEG-4 counts time in 16 bits. Where the input's time base is finer, the usual one of NTSC
 // stands in, and a high bit rate, meant for a better codec's input, is cut down.
-void HeedMpeg4(AVCodecContext& encoder, AVRational inputTimeBase) {
+constexpr AVRational kNtscTimeBase{1001, 30000};
+
+bool IsTooFineForMpeg4(AVCodecID codecId, AVRational timeBase) {
   constexpr double kFinest = 65535;
+  return codecId == AV_CODEC_ID_MPEG4 && av_q2d(av_inv_q(timeBase)) > kFinest;
+}
+
+void HeedMpeg4(AVCodecContext& encoder, AVRational inputTimeBase) {
   constexpr std::int64_t kHighBitRate = 800004;
-  if (encoder.codec_id != AV_CODEC_ID_MPEG4 || av_q2d(av_inv_q(inputTimeBase)) <= kFinest) return;
-  encoder.time_base = {1001, 30000};
+  if (!IsTooFineForMpeg4(encoder.codec_id, inputTimeBase)) return;
+  encoder.time_base = kNtscTimeBase;
   if (encoder.bit_rate >= kHighBitRate) {
     const std::int64_t quarter = encoder.bit_rate / 4;
     encoder.bit_rate = SnapVideoBitRate(static_cast<std::int32_t>(
@@ -125,7 +131,9 @@ VideoReencode OpenVideoReencode(Output& output, const Input& input, const Transc
   OpenEncoder(*encoder, muxer);
   AVStream* const target = output.AddStream(encoder->codec);
   target->codecpar->codec_tag = wanted.tag;
-  DescribeVideoEncoder(*encoder, *target);
+  const bool isTooFine = IsTooFineForMpeg4(encoder->codec_id, source->time_base);
+  DescribeVideoEncoder(*encoder, isTooFine ? kNtscTimeBase : PictureTimeBase(muxer, *source),
+                       *target);
   target->disposition = source->disposition;
   CopyPresentation(*source, *target);
   return {.stream = {.source = source, .target = target},

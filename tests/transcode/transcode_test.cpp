@@ -196,6 +196,38 @@ TEST(Transcode, KeepsPicturesAndSoundTogether) {
   }
 }
 
+// Encoders whose rate control counts pictures must not take the ticks of a fine time base for them.
+TEST(Transcode, GivesPicturesTheirTimesAndBits) {
+  const std::string uneven =
+      test::MakeMedia("uneven.mp4",
+                      "-f lavfi -i \"testsrc2=size=320x240:rate=25:duration=4,noise=alls=12:allf=t,"
+                      "select=mod(n\\,3)\" " +
+                          std::string(kTone) +
+                          "-fps_mode vfr -c:v libx264 -preset ultrafast -bf 2 -b:v 3M -c:a aac");
+  const test::ScratchFolder folder;
+  const std::string output = folder / "out.mp4";
+  const std::string trimmed = folder / "trimmed.mp4";
+  for (const int codec : {5, 6}) {
+    constexpr std::int32_t kBitRate = 1024000;
+    ASSERT_EQ(Transcode(uneven, output,
+                        {.formatId = MPG_FORMAT_MP4,
+                         .targetVideoCodec = codec,
+                         .targetVideoBitRate = kBitRate}),
+              0);
+    ASSERT_EQ(MPG_SaveTrimmedVideo(output.c_str(), trimmed.c_str(), 0, 4), 0);
+    const std::vector<double> times = test::PictureTimes(uneven);
+    for (const std::string& path : {output, trimmed}) {
+      const std::vector<double> written = test::PictureTimes(path);
+      ASSERT_EQ(written.size(), times.size());
+      for (std::size_t i = 0; i < times.size(); ++i) EXPECT_NEAR(written[i], times[i], 0.001);
+      // Four seconds are too few for the encoders to come close.
+      const double bitRate = std::stod(test::Probe(path, "stream=bit_rate", "v:0"));
+      EXPECT_TRUE(bitRate > 0.8 * kBitRate && bitRate < 2 * kBitRate)
+          << path << ' ' << codec << ' ' << bitRate;
+    }
+  }
+}
+
 TEST(Transcode, WritesTagsAndSizesAsAsked) {
   struct Case {
     TranscodeParams params;
