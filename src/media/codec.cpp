@@ -1,5 +1,7 @@
 #include "media/codec.h"
 
+#include <string_view>
+
 namespace mpg {
 
 namespace {
@@ -38,6 +40,10 @@ CodecPtr MakeEncoder(AVCodecID codecId) {
 
 void OpenEncoder(AVCodecContext& encoder, const AVOutputFormat& muxer) {
   if ((muxer.flags & AVFMT_GLOBALHEADER) != 0) encoder.flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
+  // x265 writes to the host's standard error, past FFmpeg's log.
+  if (std::string_view(encoder.codec->name) == "libx265") {
+    av_opt_set(encoder.priv_data, "x265-params", "log-level=none", 0);
+  }
   Check(avcodec_open2(&encoder, encoder.codec, nullptr));
 }
 
