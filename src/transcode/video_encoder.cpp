@@ -118,13 +118,21 @@ void VideoEncoder::Write() {
     packet_->duration = av_rescale_q(1, av_inv_q(encoder_.framerate), encoder_.time_base);
   }
   RescalePacket(*packet_, encoder_.time_base, target_.time_base);
-  if (!times_.empty()) {
-    packet_->pts = packet_->dts = times_.front();
-    times_.pop();
-  }
+  if (!times_.empty()) PutTimeOfPicture();
   packet_->pos = -1;
   packet_->stream_index = target_.index;
   Check(output_.Write(*packet_));
+}
+
+void VideoEncoder::PutTimeOfPicture() {
+  const std::int64_t time = times_.front();
+  times_.pop();
+  // MPEG-1 and MPEG-2 streams are decoded one picture ahead of what is shown.
+  const bool isAhead = packet_->dts < packet_->pts;
+  const std::int64_t before = IsKnown(lastTime_) ? lastTime_ : time - packet_->duration;
+  packet_->pts = time;
+  packet_->dts = isAhead ? before : time;
+  lastTime_ = time;
 }
 
 }  // namespace mpg

@@ -42,6 +42,7 @@ class VideoEncoder {
  private:
   void Send(const AVFrame* picture);
   void Write();
+  void PutTimeOfPicture();
   AVFrame& Scaled(const AVFrame& picture);
 
   AVCodecContext& encoder_;
@@ -50,10 +51,13 @@ class VideoEncoder {
   ScalerPtr scaler_;
   FramePtr scaled_;
   PacketPtr packet_ = MakePacket();
-  std::queue<std::int64_t>
-      times_;  // of pictures in an encoder that counts them, in the output's base
-  std::int64_t lastPts_ = AV_NOPTS_VALUE;    // in the output's time base
-  std::int64_t lastClock_ = AV_NOPTS_VALUE;  // in the encoder's
+  // In the output's time base: of the pictures that wait in an encoder that counts them, of the
+  // last picture taken, and of the last packet that got a picture's time.
+  std::queue<std::int64_t> times_;
+  std::int64_t lastPts_ = AV_NOPTS_VALUE;
+  std::int64_t lastTime_ = AV_NOPTS_VALUE;
+  // Of the last picture taken, in the encoder's time base.
+  std::int64_t lastClock_ = AV_NOPTS_VALUE;
 };
 
 }  // namespace mpg
