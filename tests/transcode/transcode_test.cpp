@@ -329,10 +329,15 @@ TEST(Transcode, AnswersBadArgumentsWithACodeAndDeletesTheOutput) {
     EXPECT_FALSE(fs::exists(output));
   }
   EXPECT_EQ(test::ReadBytes(film), test::ReadBytes(Film("mp4")));
+}
+
+TEST(Transcode, LeavesNothingOnAFullDisk) {
   if (!test::FileSizeLimit::IsPossible()) GTEST_SKIP() << "file sizes can't be limited here";
+  const test::ScratchFolder folder;
+  const std::string film = Film("mp4");
   const test::FileSizeLimit limit(3000);
-  EXPECT_EQ(Transcode(film, output, mp4), -EFBIG);
-  EXPECT_FALSE(fs::exists(output));
+  EXPECT_EQ(Transcode(film, folder / "out.mp4", {.formatId = MPG_FORMAT_MP4}), -EFBIG);
+  EXPECT_FALSE(fs::exists(folder / "out.mp4"));
 }
 
 TEST(Transcode, GoesOnWithoutAVideoThatCannotBeEncoded) {
