@@ -4,10 +4,12 @@
  * One library, 22 functions. Each call runs one whole operation on the caller's thread and returns
  * when it is done. This header is C99 and can be used from C and from C++.
  *
- * Paths. Narrow, NUL-terminated file paths. On Windows they are read in the ANSI code page, with
- * either kind of slash, and have at most 259 characters in full; names that are valid UTF-8 are
- * read as such, as far as the code page has their characters. On other systems they are handed on
- * byte for byte. A null path never crashes: functions that return a result code answer
+ * Paths. Narrow, NUL-terminated file paths. Each is the name of one file and nothing else: what looks
+ * like an address ("http:..."), a pattern ("%03d") or an option is a name, too, and no other file is
+ * opened, whatever a file's content asks for (playlists and the like are no media here). On Windows
+ * a path that is valid UTF-8 is read as such, any other in the ANSI code page, with either kind of
+ * slash; names of more than 259 characters work where the system has them. On other systems paths
+ * are handed on byte for byte. A null path never crashes: functions that return a result code answer
  * MPG_ERR_INVALID_PARAMETER, the others 0 or null.
  *
  * Results come in four kinds; each function says which one it has.
@@ -20,17 +22,20 @@
  *
  * Files. Inputs are only read, unless a function says otherwise. An output that already exists is
  * replaced. An output path that names one of the inputs, also through a link, is refused before
- * anything is touched. What is left of an output after a failure is said at each function.
+ * anything is touched, and so is one of which the system doesn't tell. What is left of an output
+ * after a failure is said at each function. Success means that the output is complete and closed,
+ * and that its inputs were read to their end: a disk that fails to give what it has is a failure,
+ * a file that ends early, such as a download that was cut off, is none.
  *
  * Progress. Long operations call the host's ProgressCallback from inside their loop, on the
  * caller's thread. `percent` runs from 0 to the number set with MPG_SetPercent100 (100 unless set).
  * A callback that returns 0 asks the operation to stop: it reads no further, finishes its output as
  * a valid file that ends there, and returns success. A null callback means no reports.
  *
- * Threads. The library starts no thread and takes no lock. Different threads may run calls on
- * different files at the same time, with these process-wide exceptions: don't call MPG_GetErrorText
- * or FLV_FixDuration on two threads at once, nor write two JPEG images at once, and set
- * MPG_SetPercent100 only while no operation runs.
+ * Threads. The library starts no thread of its own (FFmpeg's decoders and encoders do, and end them
+ * before the call returns) and takes no lock. Different threads may run calls on different files at
+ * the same time, with these process-wide exceptions: don't call MPG_GetErrorText on two threads at
+ * once, nor write two JPEG images at once, and set MPG_SetPercent100 only while no operation runs.
  *
  * Memory. Everything the library returns a pointer to stays the library's, except the bitmap of
  * MPG_GetImageBMP, which the caller releases with free() of the C runtime that the library uses. On
@@ -218,8 +223,11 @@ MPG_API int32_t MPG_Merge(const char* const* segmentPaths, const char* outputPat
 /* Rewrites an FLV file's header in place, so that it tells the real duration, in whole seconds. The
  * new header has the old one's length, so that what lies behind stays where it is; a keyframe index
  * in it is lost. While it works, a file of the same name with ".tmp" appended stands beside it, in
- * place of whatever had that name. Result code, kept process-wide; after a failure the file is as it
- * was. AVERROR_INVALIDDATA: it isn't FLV, or no header of that length can be made. */
+ * place of whatever had that name. Result code. AVERROR_INVALIDDATA: it isn't FLV, or no header of
+ * that length can be made. After a failure the file is as it was: the header goes over the old one
+ * in one write, and where that fails the old bytes are put back. Only when that second write fails,
+ * too, or the process is killed during the first, the file may begin with a part of the new header;
+ * a ".tmp" that a killed process leaves is replaced by the next repair. */
 MPG_API int32_t FLV_FixDuration(const char* path) MPG_NOEXCEPT;
 
 /* Re-encoding. */

@@ -11,6 +11,7 @@
 #include "image/rgb_converter.h"
 #include "media/codec.h"
 #include "media/input.h"
+#include "media/output.h"
 #include "media/seek.h"
 #include "media/stream_finder.h"
 #include "media/timestamps.h"
@@ -217,7 +218,7 @@ Samples FindSamples(VideoSource& source, std::uint32_t second) {
 
 bool GrabFrameByPercent(const GrabRequest& request, ImageFormat format, const char* outputPath,
                         std::int32_t position, std::uint32_t quality) {
-  if (platform::IsSameFile(request.inputPath, outputPath)) return false;
+  RequireOtherFile(outputPath, request.inputPath);
   bool written = false;
   try {
     written = TryGrabByPercent(request, format, outputPath, position, quality);
@@ -239,7 +240,7 @@ void* GrabBitmapBySecond(const GrabRequest& request, std::uint32_t second, std::
 
 bool GrabJpegBySecond(const GrabRequest& request, std::uint32_t second, const char* outputPath) {
   constexpr std::uint32_t kQuality = 20;
-  if (platform::IsSameFile(request.inputPath, outputPath)) return false;
+  RequireOtherFile(outputPath, request.inputPath);
   VideoSource source(request.inputPath);
   RgbConverter converter(source.Decoder().width, source.Decoder().height, request.height);
   const Samples samples = FindSamples(source, second);

@@ -19,7 +19,7 @@ struct FileCloser {
 using FilePointer = std::unique_ptr<std::FILE, FileCloser>;
 
 FilePointer OpenForWriting(const char* path) {
-  return FilePointer(std::fopen(platform::SystemName(path).c_str(), "wb"));
+  return FilePointer(std::fopen(path, "wb"));
 }
 
 // The process's one JPEG file. Its failbit stands for a failed open or close, its badbit for a
@@ -29,7 +29,7 @@ class JpegOutputStream {
  public:
   // False when the path can't be opened or a file is still open, which then stays open.
   bool Open(const char* path) {
-    stream_.open(platform::SystemName(path), std::ios::binary | std::ios::trunc);
+    stream_.open(path, std::ios::binary | std::ios::trunc);
     return !stream_.fail();
   }
 

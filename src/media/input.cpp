@@ -5,18 +5,54 @@
 #include <utility>
 
 #include "media/timestamps.h"
-#include "platform/platform.h"
 
 namespace mpg {
 
-OpenedFile::OpenedFile(const char* path) {
-  AVFormatContext* context = nullptr;
-  Check(avformat_open_input(&context, platform::FfmpegName(path).c_str(), nullptr, nullptr));
-  format_.reset(context);
+namespace {
+
+// Demuxers that open files by themselves, by the name they are given: numbered pictures, scripts.
+bool OpensByName(const AVInputFormat& demuxer) {
+  constexpr std::string_view kScripts[] = {"avisynth", "vapoursynth"};
+  return (demuxer.flags & AVFMT_NOFILE) != 0 || std::ranges::count(kScripts, demuxer.name) > 0;
 }
 
-Input::Input(OpenedFile&& file) : format_(std::move(file.format_)) {
-  Check(avformat_find_stream_info(format_.get(), nullptr));
+// By name and content; where the name leads to a demuxer that would do more than read the file, by
+// its content alone.
+const AVInputFormat* FindDemuxer(const FileIo& io, const char* path) {
+  const AVInputFormat* demuxer = nullptr;
+  Check(av_probe_input_buffer2(io.Context(), &demuxer, path, nullptr, 0, 0));
+  if (!OpensByName(*demuxer)) return demuxer;
+  demuxer = nullptr;
+  Check(av_probe_input_buffer2(io.Context(), &demuxer, "", nullptr, 0, 0));
+  if (OpensByName(*demuxer)) throw Error(AVERROR_INVALIDDATA);
+  return demuxer;
+}
+
+// What follows from a failed reading may look like anything; the failure itself counts.
+void CheckRead(int result, const FileIo& io) {
+  Check(io.FirstError());
+  Check(result);
+  if (io.HasRefused()) throw Error(AVERROR_INVALIDDATA);
+}
+
+}  // namespace
+
+OpenedFile::OpenedFile(const char* path) {
+  platform::File input;
+  Check(input.Open(path, platform::Access::kRead));
+  io_ = std::make_unique<FileIo>(std::move(input), FileIo::Direction::kRead);
+  const AVInputFormat* const demuxer = FindDemuxer(*io_, path);
+  InputFormatPtr context(CheckAllocated(avformat_alloc_context()));
+  io_->Serve(*context);
+  // FFmpeg frees it where it fails.
+  AVFormatContext* opened = context.release();
+  const int result = avformat_open_input(&opened, path, demuxer, nullptr);
+  format_.reset(opened);
+  CheckRead(result, *io_);
+}
+
+Input::Input(OpenedFile&& file) : io_(std::move(file.io_)), format_(std::move(file.format_)) {
+  CheckRead(avformat_find_stream_info(format_.get(), nullptr), *io_);
   // AVI and MPEG program streams leave out the presentation times of all but B pictures; they
   // follow from the decoding times of the pictures behind.
   format_->flags |= AVFMT_FLAG_GENPTS;
@@ -24,8 +60,17 @@ Input::Input(OpenedFile&& file) : format_(std::move(file.format_)) {
 }
 
 std::int64_t Input::FileSize() const {
-  if (format_->pb == nullptr) return 0;
   return std::max<std::int64_t>(avio_size(format_->pb), 0);
+}
+
+std::int64_t Input::StreamSize(const AVStream& stream) const {
+  const std::int64_t whole = FileSize();
+  if (format_->nb_streams == 1) return whole;
+  constexpr int kBitsPerByte = 8;
+  const std::int64_t bytesPerSecond = stream.codecpar->bit_rate / kBitsPerByte;
+  if (bytesPerSecond <= 0 || !IsKnown(format_->duration)) return 0;
+  return std::clamp<std::int64_t>(av_rescale(format_->duration, bytesPerSecond, AV_TIME_BASE), 0,
+                                  whole);
 }
 
 void Input::ReadOnly(std::initializer_list<int> streamIndexes) {

@@ -3,9 +3,11 @@
 
 #include <cstdint>
 #include <initializer_list>
+#include <memory>
 #include <span>
 #include <vector>
 
+#include "media/file_io.h"
 #include "media/handles.h"
 
 namespace mpg {
@@ -13,7 +15,8 @@ namespace mpg {
 /// A file whose container was recognised and whose header was read, but not yet its streams.
 class OpenedFile {
  public:
-  /// Throws Error with FFmpeg's code when the file can't be opened or recognised.
+  /// Throws Error with the system's or FFmpeg's code when the file can't be opened or recognised;
+  /// AVERROR_INVALIDDATA when it only leads to other files, as playlists do.
   explicit OpenedFile(const char* path);
 
   /// What the header alone tells: microseconds, or AV_NOPTS_VALUE.
@@ -23,6 +26,7 @@ class OpenedFile {
 
  private:
   friend class Input;
+  std::unique_ptr<FileIo> io_;
   InputFormatPtr format_;
 };
 
@@ -30,7 +34,7 @@ class OpenedFile {
 /// live as long.
 class Input {
  public:
-  /// Both throw Error with FFmpeg's code.
+  /// Both throw Error with FFmpeg's code, or the system's where the file can't be read.
   explicit Input(const char* path) : Input(OpenedFile(path)) {}
   explicit Input(OpenedFile&& file);
 
@@ -44,6 +48,13 @@ class Input {
 
   /// Bytes of the file, or 0 when that isn't known.
   std::int64_t FileSize() const;
+
+  /// About how many bytes of the file are one stream's; 0 when that isn't known.
+  std::int64_t StreamSize(const AVStream& stream) const;
+
+  /// The system's code where reading the file failed, which Read often takes for its end; else 0.
+  /// Whoever promises to have read all of it asks at the end.
+  int FileError() const { return io_->FirstError(); }
 
   /// From now on Read hands on packets of these streams alone; the demuxer skips the others' bytes
   /// where it can.
@@ -63,6 +74,7 @@ class Input {
   bool IsWanted(const AVPacket& packet);
   void UndoGeneratedDelay(AVPacket& packet) const;
 
+  std::unique_ptr<FileIo> io_;
   InputFormatPtr format_;
   std::vector<int> onlyStreams_;  // empty: all
   int skippedStream_ = kNone;     // up to its next key picture

@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <string_view>
+#include <utility>
 
+#include "mpg/mpg.h"
 #include "platform/platform.h"
 
 namespace mpg {
@@ -40,25 +42,33 @@ BitstreamFilterPtr MakeRepackager(const char* name, AVStream& target) {
 
 }  // namespace
 
+void RequireOtherFile(const char* outputPath, const char* inputPath) {
+  if (Check(platform::CompareFiles(outputPath, inputPath)) != 0) {
+    throw Error(MPG_ERR_INVALID_PARAMETER);
+  }
+}
+
 const AVOutputFormat& MuxerByName(const char* shortName) {
   return Guess(shortName, nullptr);
 }
 
 const AVOutputFormat& MuxerForFile(const char* path) {
-  return Guess(nullptr, path);
+  const AVOutputFormat& muxer = Guess(nullptr, path);
+  // Playlists with their segments, numbered pictures: they open files by themselves.
+  if ((muxer.flags & AVFMT_NOFILE) != 0) throw Error(AVERROR_EXIT);
+  return muxer;
 }
 
 Output::Output(const AVOutputFormat& muxer, const char* path, OnFailure onFailure)
     : path_(path), onFailure_(onFailure) {
   AVFormatContext* context = nullptr;
-  Check(avformat_alloc_output_context2(&context, &muxer, nullptr,
-                                       platform::FfmpegName(path).c_str()));
+  Check(avformat_alloc_output_context2(&context, &muxer, nullptr, path));
   format_.reset(context);
 }
 
 Output::~Output() {
-  CloseFile();
-  if (deleteFile_) platform::RemoveFile(path_.c_str());
+  if (io_) static_cast<void>(io_->Close());
+  if (deleteFile_) platform::RemoveFile(path_);
 }
 
 AVStream* Output::AddStream(const AVCodec* codec) {
@@ -68,20 +78,16 @@ AVStream* Output::AddStream(const AVCodec* codec) {
 }
 
 void Output::CreateFile() {
-  Check(avio_open2(&format_->pb, format_->url, AVIO_FLAG_WRITE, nullptr, nullptr));
+  // What stands at the path and can't be replaced isn't the output's.
+  platform::File file;
+  Check(file.Open(path_, platform::Access::kCreate));
   deleteFile_ = onFailure_ == OnFailure::kDeleteFile;
+  io_.emplace(std::move(file), FileIo::Direction::kWrite);
+  io_->Serve(*format_);
 }
 
 void Output::ExpectSize(std::int64_t bytes) {
-  trimFile_ = platform::ReserveSpace(path_.c_str(), bytes);
-}
-
-// The first failure of any write so far, or of closing: a full disk often shows only here.
-int Output::CloseFile() noexcept {
-  const int closed = avio_closep(&format_->pb);
-  if (trimFile_) platform::ReleaseSpareSpace(path_.c_str());
-  trimFile_ = false;
-  return closed;
+  io_->File().Reserve(bytes);
 }
 
 void Output::PrepareRepackaging() {
@@ -111,18 +117,24 @@ int Output::Write(AVPacket& packet) {
   return result;
 }
 
-int Output::FlushQueue() {
-  return av_interleaved_write_frame(format_.get(), nullptr);
+void Output::FlushQueue(WriteFailures& failures) {
+  // Each call goes as far as the first packet that the muxer refuses, which is gone then.
+  int result = 0;
+  while ((result = av_interleaved_write_frame(format_.get(), nullptr)) < 0) {
+    Check(io_->FirstError());
+    failures.Count(result);
+  }
 }
 
 void Output::CloseUnfinished() {
-  Check(CloseFile());
+  Check(io_->Close());
 }
 
-void Output::Finish() {
-  // What the trailer's own result could tell of lost bytes, closing tells too.
-  av_write_trailer(format_.get());
-  Check(CloseFile());
+void Output::Finish(WriteFailures& failures) {
+  FlushQueue(failures);
+  const int result = av_write_trailer(format_.get());
+  Check(io_->Close());
+  Check(result);
   deleteFile_ = false;
 }
 

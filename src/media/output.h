@@ -2,12 +2,18 @@
 #pragma once
 
 #include <cstdint>
-#include <string>
+#include <limits>
+#include <optional>
 #include <vector>
 
+#include "media/file_io.h"
 #include "media/handles.h"
 
 namespace mpg {
+
+/// Throws Error where the output's path names an input: MPG_ERR_INVALID_PARAMETER, or the system's
+/// code when that can't be told. Before anything is touched.
+void RequireOtherFile(const char* outputPath, const char* inputPath);
 
 /// What becomes of the file when an operation ends without Output::Finish.
 enum class OnFailure { kKeepPartialFile, kDeleteFile };
@@ -15,8 +21,25 @@ enum class OnFailure { kKeepPartialFile, kDeleteFile };
 /// The muxer of that short name; throws Error(AVERROR_EXIT) when FFmpeg has none.
 const AVOutputFormat& MuxerByName(const char* shortName);
 
-/// The muxer that a file's name suggests; throws Error(AVERROR_EXIT) when there is none.
+/// The muxer that a file's name suggests; throws Error(AVERROR_EXIT) when there is none, or none
+/// that writes one file and nothing else.
 const AVOutputFormat& MuxerForFile(const char* path);
+
+/// Packets that could not be written, up to a limit.
+class WriteFailures {
+ public:
+  static constexpr int kUnlimited = std::numeric_limits<int>::max();
+
+  explicit WriteFailures(int tolerated = 0) : left_(tolerated) {}
+
+  /// Takes the result of a write; throws Error with it when it is one failure too many.
+  void Count(int result) {
+    if (result < 0 && left_-- == 0) throw Error(result);
+  }
+
+ private:
+  int left_;
+};
 
 /// One output: muxer, streams and file. The caller adds streams, creates the file, writes the
 /// header, the packets, and finishes, in that order (the file may also come before the streams).
@@ -34,7 +57,7 @@ class Output {
   /// Adds a stream; throws Error(AVERROR_UNKNOWN).
   AVStream* AddStream(const AVCodec* codec);
 
-  /// Creates the file, an existing one is cut to nothing; throws Error with FFmpeg's code.
+  /// Creates the file, an existing one is cut to nothing; throws Error with the system's code.
   void CreateFile();
 
   /// Says about how many bytes the file will get, so that the file system can lay it out in one
@@ -50,25 +73,29 @@ class Output {
   [[nodiscard]] int Write(AVPacket& packet);
 
   /// Writes everything that waits for packets of other streams. Once a stream has ended, what the
-  /// others still bring would pile up in memory without it.
-  [[nodiscard]] int FlushQueue();
+  /// others still bring would pile up in memory without it. Throws what `failures` throws.
+  void FlushQueue(WriteFailures& failures);
 
   /// Closes the file as it is, so that it can be read; OnFailure still holds. Throws Error when
   /// bytes were lost.
   void CloseUnfinished();
 
-  /// Writes the trailer and closes the file, which is kept from now on. Throws Error when bytes
-  /// were lost.
-  void Finish();
+  /// Writes what waits and the trailer and closes the file, which is kept from now on. Throws Error
+  /// when bytes were lost, and what `failures` throws.
+  void Finish(WriteFailures& failures);
+  /// No packet may be lost.
+  void Finish() {
+    WriteFailures none;
+    Finish(none);
+  }
 
  private:
   void PrepareRepackaging();
-  int CloseFile() noexcept;
 
-  std::string path_;
+  platform::Path path_;
   OnFailure onFailure_;
   bool deleteFile_ = false;
-  bool trimFile_ = false;
+  std::optional<FileIo> io_;
   OutputFormatPtr format_;
   std::vector<BitstreamFilterPtr> repackagers_;  // by stream index; most are null
 };

@@ -3,122 +3,112 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <utility>
 
-#include "platform/platform.h"
+#include "platform/system.h"
 
 namespace mpg::platform {
 
+Path::Path(const char* path) : name_(path) {}
+
+namespace system {
 namespace {
 
-// An open regular file, closed with the object; -1 when there is none of that name.
-class FileDescriptor {
- public:
-  explicit FileDescriptor(const char* path, int access = O_WRONLY) noexcept {
-    struct stat file = {};
-    if (stat(path, &file) != 0) return;
-    errno = ENODEV;
-    if (S_ISREG(file.st_mode)) fd_ = open(path, access | O_CLOEXEC);
-  }
-  FileDescriptor(const FileDescriptor&) = delete;
-  FileDescriptor& operator=(const FileDescriptor&) = delete;
-  ~FileDescriptor() {
-    if (fd_ >= 0) close(fd_);
-  }
-  int Get() const { return fd_; }
-  /// False when only closing shows that bytes were lost.
-  bool Close() noexcept { return close(std::exchange(fd_, -1)) == 0; }
+int Descriptor(std::intptr_t handle) noexcept {
+  return static_cast<int>(handle);
+}
 
- private:
-  int fd_ = -1;
-};
+// Nothing can stand at a name that is too long or leads through a file.
+int ExaminingError() noexcept {
+  const bool isNowhere = errno == ENOENT || errno == ENOTDIR || errno == ENAMETOOLONG;
+  return isNowhere ? -ENOENT : -errno;
+}
 
-// Moves bytes until all are moved or no more can be: `move` takes how many are done and tells how
-// many more it did, 0 or less when it can't go on.
-template <class Move>
-bool MoveAll(std::size_t size, Move move) noexcept {
-  std::size_t done = 0;
-  while (done < size) {
-    const ssize_t moved = move(done);
-    if (moved < 0 && errno == EINTR) continue;
-    if (moved <= 0) return false;
-    done += static_cast<std::size_t>(moved);
+int Flags(Access access) noexcept {
+  switch (access) {
+    case Access::kRead:
+      return O_RDONLY;
+    case Access::kCreate:
+      return O_WRONLY | O_CREAT | O_TRUNC;
+    case Access::kUpdate:
+      break;
   }
-  return true;
+  // Opening a pipe that nobody reads would wait for ever.
+  return O_WRONLY | O_NONBLOCK;
 }
 
 }  // namespace
 
-std::string SystemName(const char* path) {
-  return path;
-}
-
-std::string FfmpegName(const char* path) {
-  return path;
-}
-
-bool IsSameFile(const char* path, const char* otherPath) noexcept {
+int Open(const Path& path, Access access, std::intptr_t& handle) noexcept {
+  constexpr mode_t kForAll = 0666;
+  const int descriptor = open(path.Get(), Flags(access) | O_CLOEXEC, kForAll);
+  if (descriptor < 0) return -errno;
   struct stat file = {};
-  struct stat other = {};
-  return stat(path, &file) == 0 && stat(otherPath, &other) == 0 && file.st_dev == other.st_dev &&
-         file.st_ino == other.st_ino;
+  if (access == Access::kUpdate && (fstat(descriptor, &file) != 0 || !S_ISREG(file.st_mode))) {
+    close(descriptor);
+    return -ENODEV;
+  }
+  handle = descriptor;
+  return 0;
 }
 
-bool IsFile(const char* path) noexcept {
+std::int64_t Read(std::intptr_t handle, void* bytes, std::size_t size) noexcept {
+  const ssize_t result = read(Descriptor(handle), bytes, size);
+  return result < 0 ? -errno : result;
+}
+
+std::int64_t Write(std::intptr_t handle, const void* bytes, std::size_t size) noexcept {
+  const ssize_t result = write(Descriptor(handle), bytes, size);
+  return result < 0 ? -errno : result;
+}
+
+int Seek(std::intptr_t handle, std::int64_t position) noexcept {
+  return lseek(Descriptor(handle), static_cast<off_t>(position), SEEK_SET) < 0 ? -errno : 0;
+}
+
+std::int64_t Size(std::intptr_t handle) noexcept {
   struct stat file = {};
-  return stat(path, &file) == 0 && !S_ISDIR(file.st_mode);
+  return fstat(Descriptor(handle), &file) < 0 ? -errno : file.st_size;
 }
 
-void RemoveFile(const char* path) noexcept {
-  struct stat file = {};
-  if (lstat(path, &file) != 0) return;
-  if (S_ISREG(file.st_mode) || S_ISLNK(file.st_mode)) unlink(path);
-}
-
-std::uint64_t FileSize(const char* path) noexcept {
-  struct stat file = {};
-  if (stat(path, &file) != 0 || !S_ISREG(file.st_mode)) return 0;
-  return static_cast<std::uint64_t>(file.st_size);
-}
-
-int ReadFileAt(const char* path, std::uint64_t position, std::span<std::uint8_t> buffer) noexcept {
-  const FileDescriptor file(path, O_RDONLY);
-  if (file.Get() < 0) return -errno;
-  const bool complete = MoveAll(buffer.size(), [&](std::size_t done) {
-    return pread(file.Get(), buffer.data() + done, buffer.size() - done,
-                 static_cast<off_t>(position + done));
-  });
-  return complete ? 0 : -EIO;
-}
-
-int OverwriteStart(const char* path, std::span<const std::uint8_t> bytes) noexcept {
-  FileDescriptor file(path);
-  if (file.Get() < 0) return -errno;
-  const bool complete = MoveAll(bytes.size(), [&](std::size_t done) {
-    return write(file.Get(), bytes.data() + done, bytes.size() - done);
-  });
-  return file.Close() && complete ? 0 : -EIO;
-}
-
-bool ReserveSpace(const char* path, std::int64_t bytes) noexcept {
+bool Reserve(std::intptr_t handle, std::int64_t bytes) noexcept {
 #if defined(__linux__)
-  const FileDescriptor file(path);
-  return file.Get() >= 0 && bytes > 0 &&
-         fallocate(file.Get(), FALLOC_FL_KEEP_SIZE, 0, static_cast<off_t>(bytes)) == 0;
+  return fallocate(Descriptor(handle), FALLOC_FL_KEEP_SIZE, 0, static_cast<off_t>(bytes)) == 0;
 #else
-  static_cast<void>(path);
+  static_cast<void>(handle);
   static_cast<void>(bytes);
   return false;
 #endif
 }
 
-void ReleaseSpareSpace(const char* path) noexcept {
-  const FileDescriptor file(path);
-  struct stat state = {};
+void ReleaseSpare(std::intptr_t handle) noexcept {
   // Cutting a file to its own size frees the blocks behind its end.
-  if (file.Get() >= 0 && fstat(file.Get(), &state) == 0) {
-    static_cast<void>(!ftruncate(file.Get(), state.st_size));
-  }
+  const std::int64_t size = Size(handle);
+  if (size >= 0) static_cast<void>(!ftruncate(Descriptor(handle), static_cast<off_t>(size)));
 }
 
+int Close(std::intptr_t handle) noexcept {
+  // Linux closes the descriptor also where it says that it was interrupted.
+  return close(Descriptor(handle)) == 0 || errno == EINTR ? 0 : -errno;
+}
+
+int Examine(const Path& path, Identity& identity) noexcept {
+  struct stat file = {};
+  if (stat(path.Get(), &file) != 0) return ExaminingError();
+  identity = {.device = file.st_dev,
+              .file = file.st_ino,
+              .kind = S_ISREG(file.st_mode)   ? Identity::Kind::kRegular
+                      : S_ISDIR(file.st_mode) ? Identity::Kind::kDirectory
+                                              : Identity::Kind::kOther,
+              .size = static_cast<std::uint64_t>(file.st_size)};
+  return 0;
+}
+
+int Remove(const Path& path) noexcept {
+  struct stat file = {};
+  if (lstat(path.Get(), &file) != 0) return ExaminingError();
+  if (!S_ISREG(file.st_mode) && !S_ISLNK(file.st_mode)) return -EPERM;
+  return unlink(path.Get()) == 0 ? 0 : -errno;
+}
+
+}  // namespace system
 }  // namespace mpg::platform

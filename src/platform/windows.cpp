@@ -1,13 +1,12 @@
 #include <windows.h>
 
+#include <algorithm>
 #include <cerrno>
-#include <string>
 #include <string_view>
 
-#include "platform/platform.h"
+#include "platform/system.h"
 
 namespace mpg::platform {
-
 namespace {
 
 // Empty when the text isn't one of that code page.
@@ -21,149 +20,149 @@ std::wstring Widen(std::string_view text, UINT codePage) {
   return wide;
 }
 
-// Empty when the code page lacks one of the characters.
-std::string Narrow(std::wstring_view text, UINT codePage) {
-  const bool isUtf8 = codePage == CP_UTF8;
-  const DWORD flags = isUtf8 ? WC_ERR_INVALID_CHARS : WC_NO_BEST_FIT_CHARS;
-  BOOL isLossy = FALSE;
-  BOOL* const lossy = isUtf8 ? nullptr : &isLossy;
-  const int size = static_cast<int>(text.size());
-  const int length =
-      WideCharToMultiByte(codePage, flags, text.data(), size, nullptr, 0, nullptr, lossy);
-  if (length <= 0 || isLossy) return {};
-  std::string narrow(static_cast<std::size_t>(length), '\0');
-  WideCharToMultiByte(codePage, flags, text.data(), size, narrow.data(), length, nullptr, nullptr);
-  return narrow;
+std::wstring FullName(const std::wstring& name) {
+  std::wstring full(GetFullPathNameW(name.c_str(), 0, nullptr, nullptr), L'\0');
+  if (full.empty()) return name;
+  full.resize(
+      GetFullPathNameW(name.c_str(), static_cast<DWORD>(full.size()), full.data(), nullptr));
+  return full;
 }
 
-// The system's narrow functions take no longer one; it would be another file's if it were cut.
-bool IsTooLong(std::string_view path, const std::wstring& wide) {
-  return path.size() >= MAX_PATH || GetFullPathNameW(wide.c_str(), 0, nullptr, nullptr) > MAX_PATH;
-}
-
-class FileHandle {
- public:
-  FileHandle(const char* path, DWORD access, DWORD sharing, DWORD flags = FILE_ATTRIBUTE_NORMAL)
-      : handle_(CreateFileA(SystemName(path).c_str(), access, sharing, nullptr, OPEN_EXISTING,
-                            flags, nullptr)) {}
-  FileHandle(const FileHandle&) = delete;
-  FileHandle& operator=(const FileHandle&) = delete;
-  ~FileHandle() { Close(); }
-
-  bool IsOpen() const { return handle_ != INVALID_HANDLE_VALUE; }
-  HANDLE Get() const { return handle_; }
-  /// False when only closing shows that bytes were lost.
-  bool Close() noexcept {
-    const bool closed = !IsOpen() || CloseHandle(handle_) != FALSE;
-    handle_ = INVALID_HANDLE_VALUE;
-    return closed;
-  }
-
- private:
-  HANDLE handle_;
-};
-
-// Why the last file couldn't be opened, as a negative errno code.
-int OpeningError() noexcept {
-  switch (GetLastError()) {
-    case ERROR_FILE_NOT_FOUND:
-    case ERROR_PATH_NOT_FOUND:
-    case ERROR_INVALID_NAME:
-      return -ENOENT;
-    default:
-      return -EACCES;
-  }
-}
-
-// Moves bytes until all are moved or no more can be: `move` takes how many are done, how many it
-// may do at most, and tells how many it did.
-template <class Move>
-bool MoveAll(std::size_t size, Move move) noexcept {
-  constexpr std::size_t kMostAtOnce = 1u << 30;
-  for (std::size_t done = 0; done < size;) {
-    DWORD moved = 0;
-    const auto most = static_cast<DWORD>(size - done < kMostAtOnce ? size - done : kMostAtOnce);
-    if (!move(done, most, &moved) || moved == 0) return false;
-    done += moved;
-  }
-  return true;
-}
-
-bool Identify(const char* path, BY_HANDLE_FILE_INFORMATION& information) {
-  constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
-  // Directories are opened only with this flag.
-  const FileHandle file(path, 0, kShareAll, FILE_FLAG_BACKUP_SEMANTICS);
-  return file.IsOpen() && GetFileInformationByHandle(file.Get(), &information);
+// A prefix lifts the limit, but switches off everything that makes a name comfortable: it goes
+// before names in full.
+std::wstring WithoutLimit(const std::wstring& name) {
+  constexpr std::wstring_view kDevices = LR"(\\.\)";
+  constexpr std::wstring_view kUnlimited = LR"(\\?\)";
+  constexpr std::wstring_view kShares = LR"(\\)";
+  if (name.starts_with(kUnlimited)) return name;
+  std::wstring full = FullName(name);
+  if (full.size() < MAX_PATH || full.starts_with(kDevices)) return name;
+  if (full.starts_with(kShares)) return std::wstring(kUnlimited) + L"UNC" + full.substr(1);
+  return std::wstring(kUnlimited) + full;
 }
 
 }  // namespace
 
-std::string SystemName(const char* path) {
-  if (GetACP() == CP_UTF8) return path;
-  const std::string narrow = Narrow(Widen(path, CP_UTF8), CP_ACP);
-  return narrow.empty() ? path : narrow;
+Path::Path(const char* path) {
+  name_ = Widen(path, CP_UTF8);
+  if (name_.empty()) name_ = Widen(path, CP_ACP);
+  if (!name_.empty()) name_ = WithoutLimit(name_);
 }
 
-std::string FfmpegName(const char* path) {
-  const std::wstring utf8 = Widen(path, CP_UTF8);
-  const std::wstring wide = utf8.empty() ? Widen(path, CP_ACP) : utf8;
-  return IsTooLong(SystemName(path), wide) ? std::string() : Narrow(wide, CP_UTF8);
+namespace system {
+namespace {
+
+HANDLE Handle(std::intptr_t handle) noexcept {
+  return reinterpret_cast<HANDLE>(handle);
 }
 
-bool IsSameFile(const char* path, const char* otherPath) noexcept {
-  BY_HANDLE_FILE_INFORMATION file = {};
-  BY_HANDLE_FILE_INFORMATION other = {};
-  return Identify(path, file) && Identify(otherPath, other) &&
-         file.dwVolumeSerialNumber == other.dwVolumeSerialNumber &&
-         file.nFileIndexHigh == other.nFileIndexHigh && file.nFileIndexLow == other.nFileIndexLow;
+int LastError() noexcept {
+  struct Meaning {
+    DWORD error;
+    int code;
+  };
+  constexpr Meaning kMeanings[] = {
+      {ERROR_FILE_NOT_FOUND, ENOENT},      {ERROR_PATH_NOT_FOUND, ENOENT},
+      {ERROR_INVALID_NAME, ENOENT},        {ERROR_BAD_NETPATH, ENOENT},
+      {ERROR_BAD_NET_NAME, ENOENT},        {ERROR_FILENAME_EXCED_RANGE, ENAMETOOLONG},
+      {ERROR_ACCESS_DENIED, EACCES},       {ERROR_SHARING_VIOLATION, EACCES},
+      {ERROR_LOCK_VIOLATION, EACCES},      {ERROR_WRITE_PROTECT, EROFS},
+      {ERROR_DISK_FULL, ENOSPC},           {ERROR_HANDLE_DISK_FULL, ENOSPC},
+      {ERROR_TOO_MANY_OPEN_FILES, EMFILE}, {ERROR_NOT_ENOUGH_MEMORY, ENOMEM},
+      {ERROR_OUTOFMEMORY, ENOMEM},
+  };
+  const DWORD error = GetLastError();
+  const auto* const found = std::ranges::find(kMeanings, error, &Meaning::error);
+  return found == std::end(kMeanings) ? -EIO : -found->code;
 }
 
-bool IsFile(const char* path) noexcept {
-  const DWORD attributes = GetFileAttributesA(SystemName(path).c_str());
-  return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) == 0;
+constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+
+// One call moves at most 32 bits' worth.
+DWORD Bounded(std::size_t size) noexcept {
+  constexpr std::size_t kMostAtOnce = 1u << 30;
+  return static_cast<DWORD>(std::min(size, kMostAtOnce));
 }
 
-void RemoveFile(const char* path) noexcept {
-  DeleteFileA(SystemName(path).c_str());
+}  // namespace
+
+int Open(const Path& path, Access access, std::intptr_t& handle) noexcept {
+  const DWORD rights = access == Access::kRead ? GENERIC_READ : GENERIC_WRITE;
+  const DWORD creation = access == Access::kCreate ? CREATE_ALWAYS : OPEN_EXISTING;
+  const HANDLE file = CreateFileW(path.Get(), rights, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
+                                  creation, FILE_ATTRIBUTE_NORMAL, nullptr);
+  if (file == INVALID_HANDLE_VALUE) return LastError();
+  if (access == Access::kUpdate && GetFileType(file) != FILE_TYPE_DISK) {
+    CloseHandle(file);
+    return -ENODEV;
+  }
+  handle = reinterpret_cast<std::intptr_t>(file);
+  return 0;
 }
 
-std::uint64_t FileSize(const char* path) noexcept {
-  const FileHandle file(path, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE);
-  if (!file.IsOpen()) return 0;
-  DWORD high = 0;
-  const DWORD low = GetFileSize(file.Get(), &high);
-  if (low == INVALID_FILE_SIZE && GetLastError() != NO_ERROR) return 0;
-  return (std::uint64_t{high} << 32) + low;
+std::int64_t Read(std::intptr_t handle, void* bytes, std::size_t size) noexcept {
+  DWORD moved = 0;
+  if (ReadFile(Handle(handle), bytes, Bounded(size), &moved, nullptr)) return moved;
+  // The writer of a pipe is gone: its end.
+  return GetLastError() == ERROR_BROKEN_PIPE ? 0 : LastError();
 }
 
-int ReadFileAt(const char* path, std::uint64_t position, std::span<std::uint8_t> buffer) noexcept {
-  const FileHandle file(path, GENERIC_READ, FILE_SHARE_READ);
-  if (!file.IsOpen()) return OpeningError();
+std::int64_t Write(std::intptr_t handle, const void* bytes, std::size_t size) noexcept {
+  DWORD moved = 0;
+  return WriteFile(Handle(handle), bytes, Bounded(size), &moved, nullptr) ? moved : LastError();
+}
+
+int Seek(std::intptr_t handle, std::int64_t position) noexcept {
+  if (GetFileType(Handle(handle)) == FILE_TYPE_PIPE) return -ESPIPE;
   LARGE_INTEGER target = {};
-  target.QuadPart = static_cast<LONGLONG>(position);
-  if (!SetFilePointerEx(file.Get(), target, nullptr, FILE_BEGIN)) return -EIO;
-  const bool complete =
-      MoveAll(buffer.size(), [&](std::size_t done, DWORD most, DWORD* moved) noexcept {
-        return ReadFile(file.Get(), buffer.data() + done, most, moved, nullptr);
-      });
-  return complete ? 0 : -EIO;
+  target.QuadPart = position;
+  return SetFilePointerEx(Handle(handle), target, nullptr, FILE_BEGIN) ? 0 : LastError();
 }
 
-int OverwriteStart(const char* path, std::span<const std::uint8_t> bytes) noexcept {
-  FileHandle file(path, GENERIC_WRITE, FILE_SHARE_READ);
-  if (!file.IsOpen()) return OpeningError();
-  const bool complete =
-      MoveAll(bytes.size(), [&](std::size_t done, DWORD most, DWORD* moved) noexcept {
-        return WriteFile(file.Get(), bytes.data() + done, most, moved, nullptr);
-      });
-  return file.Close() && complete ? 0 : -EIO;
+std::int64_t Size(std::intptr_t handle) noexcept {
+  if (GetFileType(Handle(handle)) != FILE_TYPE_DISK) return 0;
+  LARGE_INTEGER size = {};
+  return GetFileSizeEx(Handle(handle), &size) ? size.QuadPart : LastError();
 }
 
 // Not done: whether it pays on this system hasn't been measured.
-bool ReserveSpace(const char* /*path*/, std::int64_t /*bytes*/) noexcept {
+bool Reserve(std::intptr_t /*handle*/, std::int64_t /*bytes*/) noexcept {
   return false;
 }
 
-void ReleaseSpareSpace(const char* /*path*/) noexcept {}
+void ReleaseSpare(std::intptr_t /*handle*/) noexcept {}
 
+int Close(std::intptr_t handle) noexcept {
+  return CloseHandle(Handle(handle)) ? 0 : LastError();
+}
+
+int Examine(const Path& path, Identity& identity) noexcept {
+  // Directories are opened only with this flag.
+  const HANDLE file = CreateFileW(path.Get(), 0, kShareAll, nullptr, OPEN_EXISTING,
+                                  FILE_FLAG_BACKUP_SEMANTICS, nullptr);
+  if (file == INVALID_HANDLE_VALUE) return LastError();
+  BY_HANDLE_FILE_INFORMATION information = {};
+  int result = 0;
+  if (GetFileType(file) != FILE_TYPE_DISK) {
+    // Devices have no numbers: all are one, and no file is among them.
+    identity = {.device = ~0ull, .file = 0, .kind = Identity::Kind::kOther, .size = 0};
+  } else if (GetFileInformationByHandle(file, &information)) {
+    const bool isFolder = (information.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
+    const auto joined = [](DWORD high, DWORD low) { return std::uint64_t{high} << 32 | low; };
+    identity = {.device = information.dwVolumeSerialNumber,
+                .file = joined(information.nFileIndexHigh, information.nFileIndexLow),
+                .kind = isFolder ? Identity::Kind::kDirectory : Identity::Kind::kRegular,
+                .size = joined(information.nFileSizeHigh, information.nFileSizeLow)};
+  } else {
+    result = LastError();
+  }
+  CloseHandle(file);
+  return result;
+}
+
+int Remove(const Path& path) noexcept {
+  return DeleteFileW(path.Get()) ? 0 : LastError();
+}
+
+}  // namespace system
 }  // namespace mpg::platform

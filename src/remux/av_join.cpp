@@ -3,8 +3,8 @@
 #include <optional>
 #include <utility>
 
+#include "media/output.h"
 #include "media/stream_finder.h"
-#include "platform/platform.h"
 #include "probe/merge_decision.h"
 #include "remux/copy_join.h"
 #include "remux/reencode_join.h"
@@ -24,9 +24,8 @@ AVCodecID CodecOf(const std::optional<Input>& input, AVMediaType type) {
 
 void JoinVideoAndAudio(const char* videoPath, const char* audioPath, const char* outputPath,
                        Progress progress) {
-  if (platform::IsSameFile(outputPath, videoPath) || platform::IsSameFile(outputPath, audioPath)) {
-    throw Error(MPG_ERR_INVALID_PARAMETER);
-  }
+  RequireOtherFile(outputPath, videoPath);
+  RequireOtherFile(outputPath, audioPath);
   // Reading the stream information is most of a small join's time: the decision and the join share
   // one opening of each file.
   std::optional<Input> audio = TryOpen(audioPath);

@@ -44,11 +44,13 @@ class CopyJoin {
         output_(MuxerByName(work_.muxerName), work_.outputPath, OnFailure::kKeepPartialFile),
         video_(MakeTrack(work_.video, AddCopiedVideoStream(output_, work_.video))),
         audio_(MakeTrack(work_.audio, AddCopiedAudioStream(output_, work_.audio))),
-        total_(ProgressTotal(work_, video_.source, audio_.source)) {}
+        total_(ProgressTotal(work_, video_.source, audio_.source)),
+        writeFailures_(work_.writeFailureLimit) {}
 
   void Run() {
     output_.CreateFile();
-    output_.ExpectSize(work_.video.FileSize() + work_.audio.FileSize());
+    output_.ExpectSize(work_.video.StreamSize(video_.source) +
+                       work_.audio.StreamSize(audio_.source));
     // Some codecs count as experimental in some containers.
     output_.Context()->strict_std_compliance = FF_COMPLIANCE_EXPERIMENTAL;
     output_.WriteHeader();
@@ -60,7 +62,10 @@ class CopyJoin {
       }
     }
     Check(audioReadError_);
-    output_.Finish();
+    output_.Finish(writeFailures_);
+    // The file ends there, but not on purpose.
+    Check(work_.video.FileError());
+    Check(work_.audio.FileError());
   }
 
  private:
@@ -106,7 +111,7 @@ class CopyJoin {
 
   void Finish(Track& track) {
     track.finished = true;
-    CountFailure(output_.FlushQueue());
+    output_.FlushQueue(writeFailures_);
   }
 
   void MakeMissingTimeStamps(const Track& track) {
@@ -121,10 +126,10 @@ class CopyJoin {
     track.lastPts = packet_->pts;
     if (IsKnown(packet_->dts)) track.lastDts = packet_->dts;
 
-    int result = output_.Write(*packet_);
+    const int result = output_.Write(*packet_);
+    if (originalPts >= 0) writeFailures_.Count(result);
     // Nothing is left to interleave with once one input has ended.
-    if (result >= 0 && (video_.finished || audio_.finished)) result = output_.FlushQueue();
-    if (originalPts >= 0) CountFailure(result);
+    if (video_.finished || audio_.finished) output_.FlushQueue(writeFailures_);
   }
 
   // Muxers refuse a decoding time that doesn't rise, players stumble over equal presentation times.
@@ -140,10 +145,6 @@ class CopyJoin {
     if (isRepeat || (isStepBack && &track == &audio_)) packet_->dts = next;
   }
 
-  void CountFailure(int result) {
-    if (result < 0 && ++writeFailures_ > work_.writeFailureLimit) throw Error(result);
-  }
-
   JoinWork work_;
   Progress progress_;
   Output output_;
@@ -155,7 +156,7 @@ class CopyJoin {
   bool videoWasRead_ = false;
   bool stopped_ = false;
   int audioReadError_ = 0;
-  int writeFailures_ = 0;
+  WriteFailures writeFailures_;
 };
 
 }  // namespace

@@ -21,11 +21,7 @@ using Bytes = std::vector<std::uint8_t>;
 // A name beside a file; nothing stands there when the repair is over.
 class TemporaryName {
  public:
-  explicit TemporaryName(const char* path) : name_(std::string(path) + ".tmp") {
-    constexpr std::size_t kRoom = 272;  // with the terminator
-    const bool isTooLong = name_.size() >= kRoom || platform::FfmpegName(Get()).empty();
-    if (isTooLong) throw Error(AVERROR(EINVAL));
-  }
+  explicit TemporaryName(const char* path) : name_(std::string(path) + ".tmp") {}
   TemporaryName(const TemporaryName&) = delete;
   TemporaryName& operator=(const TemporaryName&) = delete;
   ~TemporaryName() { platform::RemoveFile(Get()); }
@@ -80,10 +76,18 @@ void AddPadding(AVDictionary*& metadata, std::size_t bytes) {
 
 enum class MuxerEntry { kLeftOut, kWritten };
 
+platform::File Open(const char* path, platform::Access access) {
+  platform::File file;
+  Check(file.Open(path, access));
+  return file;
+}
+
 Bytes ReadWhole(const char* path) {
-  Bytes bytes(platform::FileSize(path));
-  if (bytes.empty()) throw Error(AVERROR(EIO));
-  Check(platform::ReadFileAt(path, 0, bytes));
+  platform::File file = Open(path, platform::Access::kRead);
+  const std::int64_t size = file.Size();
+  if (size <= 0) throw Error(size < 0 ? static_cast<int>(size) : AVERROR(EIO));
+  Bytes bytes(static_cast<std::size_t>(size));
+  Check(file.ReadAt(0, bytes));
   return bytes;
 }
 
@@ -129,7 +133,8 @@ void RepairFlvDuration(const char* path) {
     RequireDecodableAudio(input);
     if (input.Duration() == 0) return;
     RequireFlv(input);
-    const std::optional<std::uint64_t> mediaStart = FindFlvMediaStart(path);
+    platform::File file = Open(path, platform::Access::kRead);
+    const std::optional<std::int64_t> mediaStart = FindFlvMediaStart(file);
     if (!mediaStart) throw Error(AVERROR_INVALIDDATA);
     header = MakeHeaderOfSize(input, temporary, static_cast<std::size_t>(*mediaStart));
   }
@@ -138,10 +143,14 @@ void RepairFlvDuration(const char* path) {
 
 void ReplaceFileStart(const char* path, std::span<const std::uint8_t> bytes) {
   Bytes original(bytes.size());
-  Check(platform::ReadFileAt(path, 0, original));
-  const int result = platform::OverwriteStart(path, bytes);
-  if (result == AVERROR(EIO)) static_cast<void>(platform::OverwriteStart(path, original));
-  Check(result);
+  Check(Open(path, platform::Access::kRead).ReadAt(0, original));
+  platform::File file = Open(path, platform::Access::kUpdate);
+  const int written = file.Write(bytes);
+  const int closed = file.Close();
+  if (written == 0 && closed == 0) return;
+  if (file.Open(path, platform::Access::kUpdate) == 0) static_cast<void>(file.Write(original));
+  Check(written);
+  Check(closed);
 }
 
 }  // namespace mpg

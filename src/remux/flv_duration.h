@@ -13,7 +13,7 @@ namespace mpg {
 void RepairFlvDuration(const char* path);
 
 /// Puts bytes over the beginning of a file. When that fails midway the old ones are put back.
-/// Throws Error: AVERROR(EIO), or the system's own code.
+/// Throws Error with the system's code.
 void ReplaceFileStart(const char* path, std::span<const std::uint8_t> bytes);
 
 }  // namespace mpg

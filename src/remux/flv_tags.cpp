@@ -5,14 +5,12 @@
 #include <span>
 #include <string_view>
 
-#include "platform/platform.h"
-
 namespace mpg {
 namespace {
 
-constexpr std::uint64_t kFileHeaderSize = 9;
-constexpr std::uint64_t kTagHeaderSize = 11;
-constexpr std::uint64_t kBackLinkSize = 4;  // behind each tag stands how long it was
+constexpr std::int64_t kFileHeaderSize = 9;
+constexpr std::int64_t kTagHeaderSize = 11;
+constexpr std::int64_t kBackLinkSize = 4;  // behind each tag stands how long it was
 
 enum : std::uint8_t { kAudioTag = 8, kVideoTag = 9, kScriptTag = 18 };
 
@@ -28,7 +26,7 @@ struct Tag {
 
   std::uint8_t Type() const { return bytes[0]; }
   /// With its header.
-  std::uint64_t Size() const { return kTagHeaderSize + BigEndian(std::span(bytes).subspan(1, 3)); }
+  std::int64_t Size() const { return kTagHeaderSize + BigEndian(std::span(bytes).subspan(1, 3)); }
   // The first two bytes of what it holds.
   std::uint8_t Codec() const { return bytes[kTagHeaderSize]; }
   bool IsSetUp() const { return bytes[kTagHeaderSize + 1] == 0; }
@@ -41,40 +39,40 @@ bool IsMedia(const Tag& tag) {
 bool IsDecoderSetUp(const Tag& tag) {
   constexpr int kAac = 10;
   constexpr int kAvc = 7;
-  if (tag.Size() < tag.bytes.size() || !tag.IsSetUp()) return false;
+  if (tag.Size() < std::ssize(tag.bytes) || !tag.IsSetUp()) return false;
   return (tag.Type() == kAudioTag && tag.Codec() >> 4 == kAac) ||
          (tag.Type() == kVideoTag && (tag.Codec() & 0x0F) == kAvc);
 }
 
 // Position of the first tag.
-std::optional<std::uint64_t> SkipFileHeader(const char* path) {
+std::optional<std::int64_t> SkipFileHeader(platform::File& file) {
   std::array<std::uint8_t, kFileHeaderSize> header;
-  if (platform::ReadFileAt(path, 0, header) < 0) return std::nullopt;
+  if (file.ReadAt(0, header) < 0) return std::nullopt;
   constexpr std::string_view kSignature = "FLV";
-  const std::uint64_t size = BigEndian(std::span(header).last<4>());
+  const std::int64_t size = BigEndian(std::span(header).last<4>());
   if (!std::equal(kSignature.begin(), kSignature.end(), header.begin()) || size < kFileHeaderSize) {
     return std::nullopt;
   }
   return size + kBackLinkSize;
 }
 
-bool IsBackLinkRight(const char* path, std::uint64_t position, std::uint64_t tagSize) {
+bool IsBackLinkRight(platform::File& file, std::int64_t position, std::int64_t tagSize) {
   std::array<std::uint8_t, kBackLinkSize> link;
-  return platform::ReadFileAt(path, position, link) == 0 && BigEndian(link) == tagSize;
+  return file.ReadAt(position, link) == 0 && BigEndian(link) == tagSize;
 }
 
 }  // namespace
 
-std::optional<std::uint64_t> FindFlvMediaStart(const char* path) {
-  constexpr std::uint64_t kFurthest = 1 << 24;  // one tag's limit
-  std::optional<std::uint64_t> position = SkipFileHeader(path);
+std::optional<std::int64_t> FindFlvMediaStart(platform::File& file) {
+  constexpr std::int64_t kFurthest = 1 << 24;  // one tag's limit
+  std::optional<std::int64_t> position = SkipFileHeader(file);
   while (position && *position < kFurthest) {
     Tag tag;
-    if (platform::ReadFileAt(path, *position, tag.bytes) < 0) return std::nullopt;
+    if (file.ReadAt(*position, tag.bytes) < 0) return std::nullopt;
     const bool isSetUp = tag.Type() == kScriptTag || IsDecoderSetUp(tag);
     if (!isSetUp) return IsMedia(tag) ? position : std::nullopt;
     *position += tag.Size();
-    if (!IsBackLinkRight(path, *position, tag.Size())) return std::nullopt;
+    if (!IsBackLinkRight(file, *position, tag.Size())) return std::nullopt;
     *position += kBackLinkSize;
   }
   return std::nullopt;

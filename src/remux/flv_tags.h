@@ -4,11 +4,13 @@
 #include <cstdint>
 #include <optional>
 
+#include "platform/file.h"
+
 namespace mpg {
 
 /// Number of bytes in front of a file's first tag with pictures or sound: the file header, script
 /// tags, and the tags that carry an AAC or AVC decoder's set-up. Nothing when the file can't be
 /// read that far or isn't made of FLV tags.
-std::optional<std::uint64_t> FindFlvMediaStart(const char* path);
+std::optional<std::int64_t> FindFlvMediaStart(platform::File& file);
 
 }  // namespace mpg

@@ -85,6 +85,8 @@ class ReencodeJoin {
   void FinishFile() try {
     output_.Finish();
     Check(videoError_);
+    Check(videoInput_.FileError());
+    Check(audio_.input.FileError());
   } catch (const Error&) {
     Check(videoError_);
     throw;

@@ -36,10 +36,7 @@ bool TryAdd(AddStream addStream, Output& output, const Input& input) try {
 }
 
 void RequireNoEntry(const char* outputPath, const std::vector<std::string>& paths) {
-  const bool isEntry = std::ranges::any_of(paths, [outputPath](const std::string& path) {
-    return platform::IsSameFile(outputPath, path.c_str());
-  });
-  if (isEntry) throw Error(MPG_ERR_INVALID_PARAMETER);
+  for (const std::string& path : paths) RequireOtherFile(outputPath, path.c_str());
 }
 
 class SegmentJoin {

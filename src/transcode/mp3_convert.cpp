@@ -4,7 +4,6 @@
 #include <array>
 
 #include "media/timestamps.h"
-#include "platform/platform.h"
 #include "transcode/audio_pipeline.h"
 #include "transcode/audio_rates.h"
 
@@ -47,6 +46,7 @@ class Mp3Conversion {
     }
     progress_.ReportEnd();
     output_.Finish();
+    Check(audio_.input.FileError());
   }
 
  private:
@@ -103,7 +103,7 @@ std::int64_t ChooseMp3BitRate(std::int64_t fileBitRate, std::int64_t streamBitRa
 
 void ConvertToMp3(const char* inputPath, const char* outputPath, std::int32_t requestedBitRate,
                   Progress progress) {
-  if (platform::IsSameFile(outputPath, inputPath)) throw Error(MPG_ERR_INVALID_PARAMETER);
+  RequireOtherFile(outputPath, inputPath);
   Mp3Conversion(inputPath, outputPath, requestedBitRate, progress).Run();
 }
 

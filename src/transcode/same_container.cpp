@@ -1,14 +1,12 @@
 #include "transcode/same_container.h"
 
 #include "media/timestamps.h"
-#include "mpg/mpg.h"
-#include "platform/platform.h"
 
 namespace mpg {
 namespace {
 
 const AVOutputFormat& CheckedMuxer(const char* inputPath, const char* outputPath) {
-  if (platform::IsSameFile(inputPath, outputPath)) throw Error(MPG_ERR_INVALID_PARAMETER);
+  RequireOtherFile(outputPath, inputPath);
   return MuxerForFile(inputPath);
 }
 
@@ -33,6 +31,12 @@ void SameContainerCopy::Write(AVPacket& packet, std::int64_t delay, AVRational b
   MovePacket(packet, source, target);
   DelayPacket(packet, av_rescale_q_rnd(delay, base, target.time_base, AV_ROUND_ZERO));
   static_cast<void>(output_.Write(packet));
+}
+
+void SameContainerCopy::Finish() {
+  Check(audio_.input.FileError());
+  WriteFailures ignored(WriteFailures::kUnlimited);
+  output_.Finish(ignored);
 }
 
 }  // namespace mpg

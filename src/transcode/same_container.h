@@ -26,7 +26,8 @@ class SameContainerCopy {
   /// and writes it. What the muxer refuses is lost; bytes that don't reach the disk show in Finish.
   void Write(AVPacket& packet, std::int64_t delay = 0, AVRational base = {1, 1});
 
-  void Finish() { output_.Finish(); }
+  /// Throws Error where the input could not be read to its end, or the output not be written.
+  void Finish();
 
  private:
   Output output_;

@@ -6,7 +6,6 @@
 
 #include "media/stream_finder.h"
 #include "media/timestamps.h"
-#include "platform/platform.h"
 #include "probe/output_formats.h"
 #include "transcode/audio_pipeline.h"
 #include "transcode/audio_rates.h"
@@ -32,9 +31,7 @@ bool AsksForAudio(const TranscodeParams& params) {
 const AVOutputFormat& FindMuxer(const std::string& inputPath, const std::string& outputPath,
                                 std::int32_t formatId) {
   if (inputPath.empty() || outputPath.empty()) throw Error(MPG_ERR_INVALID_PARAMETER);
-  if (platform::IsSameFile(inputPath.c_str(), outputPath.c_str())) {
-    throw Error(MPG_ERR_INVALID_PARAMETER);
-  }
+  RequireOtherFile(outputPath.c_str(), inputPath.c_str());
   const OutputFormat* const format = FindOutputFormat(static_cast<OutputFormatId>(formatId));
   if (format == nullptr) throw Error(AVERROR_EXIT);
   return MuxerByName(format->muxer);
@@ -100,6 +97,8 @@ class Transcode {
     if (!stopped_) FinishStreams();
     if (pictures_) pictures_->Drain();
     if (!stopped_) progress_.ReportEnd();
+    Check(audio_.input.FileError());
+    Check(Packets().FileError());
     output_.Finish();
   }
 

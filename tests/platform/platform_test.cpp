@@ -45,17 +45,6 @@ TEST(IsFile, IsAnythingThatExistsButNoDirectory) {
   }
 }
 
-TEST(ReserveSpace, NeverChangesWhatAFileHolds) {
-  const test::ScratchFolder folder;
-  const std::string file = folder / "a";
-  test::WriteBytes(file, "content");
-  ReserveSpace(file.c_str(), 1 << 20);
-  EXPECT_EQ(test::ReadBytes(file), "content");
-  ReleaseSpareSpace(file.c_str());
-  EXPECT_EQ(test::ReadBytes(file), "content");
-  EXPECT_FALSE(ReserveSpace((folder / "missing").c_str(), 1));
-}
-
 TEST(CopyText, CutsOffOrLeavesOut) {
   char field[5];
   CopyText(field, "webm");

@@ -230,22 +230,6 @@ TEST(FlvDuration, LeavesAloneWhatItCannotRepair) {
   EXPECT_EQ(FLV_FixDuration(nullptr), MPG_ERR_INVALID_PARAMETER);
 }
 
-TEST(FlvDuration, RefusesAPathWhoseTemporaryNameIsTooLong) {
-  const test::ScratchFolder folder;
-  const std::string live = Live(folder, Film());
-  const std::size_t length = test::LongestPath() - std::string(".tmp").size();
-  std::string longest = folder / "";
-  while (longest.size() + 2 < length - 4) longest += "./";
-  longest += std::string(length - 4 - longest.size(), 'a') + ".flv";
-  const std::string tooLong = longest.substr(0, longest.size() - 4) + "a.flv";
-  fs::copy_file(live, longest);
-  fs::copy_file(live, tooLong);
-  ASSERT_EQ(longest.size(), length);
-  EXPECT_EQ(Fix(longest), 0);
-  EXPECT_EQ(Fix(tooLong), -EINVAL);
-  EXPECT_EQ(test::ReadBytes(tooLong), test::ReadBytes(live));
-}
-
 TEST(FlvDuration, NeverFollowsALinkAtTheTemporaryName) {
   const test::ScratchFolder folder;
   const std::string path = Live(folder, Film());

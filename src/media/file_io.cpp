@@ -1,0 +1,89 @@
+#include "media/file_io.h"
+
+#include <utility>
+
+#include "core/error.h"
+
+namespace mpg {
+namespace {
+
+constexpr int kReadBuffer = 1 << 16;
+constexpr int kWriteBuffer = 1 << 18;
+
+}  // namespace
+
+FileIo::FileIo(platform::File file, Direction direction)
+    : file_(std::move(file)), direction_(direction) {
+  const bool isWritten = direction == Direction::kWrite;
+  const int size = isWritten ? kWriteBuffer : kReadBuffer;
+  auto* const buffer =
+      static_cast<unsigned char*>(CheckAllocated(av_malloc(static_cast<std::size_t>(size))));
+  context_ = avio_alloc_context(buffer, size, isWritten ? 1 : 0, this, Read, Write, Seek);
+  if (context_ == nullptr) {
+    av_free(buffer);
+    throw Error(AVERROR(ENOMEM));
+  }
+  context_->seekable = file_.Seek(0) == 0 ? AVIO_SEEKABLE_NORMAL : 0;
+  // Else muxers write their packets one by one.
+  if (isWritten) context_->min_packet_size = size;
+}
+
+FileIo::~FileIo() {
+  // FFmpeg may have put another buffer in the place of the first.
+  av_freep(&context_->buffer);
+  avio_context_free(&context_);
+}
+
+void FileIo::Serve(AVFormatContext& format) {
+  format.pb = context_;
+  format.opaque = this;
+  format.io_open = RefuseToOpen;
+  // Some open by themselves what they find; they hand the list on.
+  format.protocol_whitelist = CheckAllocated(av_strdup(""));
+}
+
+int FileIo::Close() noexcept {
+  if (direction_ == Direction::kWrite && file_.IsOpen()) avio_flush(context_);
+  Remember(file_.Close());
+  return firstError_;
+}
+
+int FileIo::Remember(int result) noexcept {
+  if (result < 0 && firstError_ == 0) firstError_ = result;
+  return result;
+}
+
+int FileIo::Read(void* io, std::uint8_t* buffer, int size) noexcept {
+  auto& self = *static_cast<FileIo*>(io);
+  const auto result = static_cast<int>(self.file_.Read({buffer, static_cast<std::size_t>(size)}));
+  return result == 0 ? AVERROR_EOF : self.Remember(result);
+}
+
+// FFmpeg's versions differ in whether they promise not to change the bytes.
+template <class Byte>
+int FileIo::Write(void* io, Byte* bytes, int size) noexcept {
+  auto& self = *static_cast<FileIo*>(io);
+  if (self.firstError_ != 0) return self.firstError_;
+  const int result = self.file_.Write({bytes, static_cast<std::size_t>(size)});
+  return self.Remember(result) < 0 ? result : size;
+}
+
+std::int64_t FileIo::Seek(void* io, std::int64_t offset, int whence) noexcept {
+  auto& self = *static_cast<FileIo*>(io);
+  if (whence == AVSEEK_SIZE) return self.file_.Size();
+  // Broken files send demuxers anywhere.
+  if (whence != SEEK_SET || offset < 0) return AVERROR(EINVAL);
+  const bool isBroken = self.direction_ == Direction::kWrite && self.firstError_ != 0;
+  if (isBroken) return self.firstError_;
+  const int result = self.Remember(self.file_.Seek(offset));
+  return result < 0 ? result : offset;
+}
+
+int FileIo::RefuseToOpen(AVFormatContext* format, AVIOContext** context, const char* /*url*/,
+                         int /*flags*/, AVDictionary** /*options*/) noexcept {
+  *context = nullptr;
+  if (format->opaque != nullptr) static_cast<FileIo*>(format->opaque)->hasRefused_ = true;
+  return AVERROR(EPERM);
+}
+
+}  // namespace mpg
