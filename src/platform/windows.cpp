@@ -109,7 +109,8 @@ std::int64_t Read(std::intptr_t handle, void* bytes, std::size_t size) noexcept 
 
 std::int64_t Write(std::intptr_t handle, const void* bytes, std::size_t size) noexcept {
   DWORD moved = 0;
-  return WriteFile(Handle(handle), bytes, Bounded(size), &moved, nullptr) ? moved : LastError();
+  if (WriteFile(Handle(handle), bytes, Bounded(size), &moved, nullptr)) return moved;
+  return LastError();
 }
 
 int Seek(std::intptr_t handle, std::int64_t position) noexcept {

@@ -109,6 +109,7 @@ TEST(Names, InAFileAreNotFollowed) {
   const std::string segment = test::MakeMedia("film.ts", "-i " + film + " -c copy");
   const InScratchFolder scratch;
   fs::copy_file(segment, "seg.ts");
+  fs::copy_file(segment, "download.sub");
   fs::copy_file(film, "other.mp4");
   const std::string playlist =
       "#EXTM3U\n#EXT-X-TARGETDURATION:2\n#EXTINF:2,\nseg.ts\n#EXT-X-ENDLIST\n";
@@ -126,7 +127,6 @@ TEST(Names, InAFileAreNotFollowed) {
     SCOPED_TRACE(content.substr(0, 40));
     for (const char* name : {"download.mp4", "download.idx", "list.m3u8"}) {
       test::WriteBytes(name, content);
-      fs::copy_file(segment, "download.sub", fs::copy_options::overwrite_existing);
       EXPECT_EQ(MPG_IsThisGoodFile(name), 0u) << name;
       EXPECT_EQ(MPG_MergeAV(film.c_str(), name, "joined", nullptr, 0),
                 MPG_ERR_AUDIO_CODEC_NOT_FOUND)

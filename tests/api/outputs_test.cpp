@@ -98,7 +98,7 @@ TEST(Outputs, NeedAFolderAndAName) {
     };
     EXPECT_EQ(write(folder / "no folder/out.mp4"), -ENOENT);
     EXPECT_EQ(write(folder / ""), test::DirectoryError());
-    EXPECT_EQ(write(""), test::NoNameError());
+    EXPECT_EQ(write(""), -ENOENT);
   }
 }
 

@@ -41,16 +41,8 @@ std::string NullDevice() {
 }
 
 // A limit of the library's own, for the name of a temporary file.
-std::size_t LongestPath() {
-  return 271;
-}
-
 int DirectoryError() {
   return -EISDIR;
-}
-
-int NoNameError() {
-  return -ENOENT;
 }
 
 void MakeLink(const std::string& target, const std::string& link) {

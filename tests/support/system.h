@@ -1,7 +1,6 @@
 // What tests need of the operating system. One source file per system, as in the library.
 #pragma once
 
-#include <cstddef>
 #include <set>
 #include <string>
 
@@ -17,12 +16,8 @@ std::string FullDevice();
 /// A file that swallows everything and that nothing can delete.
 std::string NullDevice();
 
-/// Characters of the longest path with which the library can do all it has to.
-std::size_t LongestPath();
-
-/// What FFmpeg answers to an output that is a directory, and to one without a name.
+/// The answer to an output that is a directory.
 int DirectoryError();
-int NoNameError();
 
 /// Makes a second name of a file: a symbolic link, or a hard one where only administrators may make
 /// those.

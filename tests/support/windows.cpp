@@ -35,16 +35,8 @@ std::string NullDevice() {
   return "NUL";
 }
 
-std::size_t LongestPath() {
-  return MAX_PATH - 1;
-}
-
 int DirectoryError() {
   return -EACCES;
-}
-
-int NoNameError() {
-  return -EINVAL;
 }
 
 void MakeLink(const std::string& target, const std::string& link) {
