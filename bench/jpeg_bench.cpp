@@ -103,14 +103,18 @@ void Report(benchmark::State& state, std::size_t fileBytes) {
 }
 
 std::vector<std::uint8_t> file(std::size_t{kWidth} * kHeight * 6);
-std::uint8_t* fileEnd;
 
 void Ours(benchmark::State& state, int picture, int quality) {
   const Pixels& pixels = Picture(picture);
+  std::uint8_t* fileEnd = nullptr;
+  const mpg::ByteSink sink = {[](void* end, std::span<const std::uint8_t> bytes) {
+                                auto& to = *static_cast<std::uint8_t**>(end);
+                                to = std::ranges::copy(bytes, to).out;
+                              },
+                              &fileEnd};
   for (auto _ : state) {
     fileEnd = file.data();
-    mpg::JpegEncoder([](std::uint8_t byte) { *fileEnd++ = byte; }, pixels.data(), kWidth, kHeight,
-                     static_cast<std::uint8_t>(quality));
+    mpg::JpegEncoder(sink, pixels.data(), kWidth, kHeight, static_cast<std::uint8_t>(quality));
   }
   Report(state, static_cast<std::size_t>(fileEnd - file.data()));
 }

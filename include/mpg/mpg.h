@@ -34,8 +34,8 @@
  *
  * Threads. The library starts no thread of its own (FFmpeg's decoders and encoders do, and end them
  * before the call returns) and takes no lock. Different threads may run calls on different files at
- * the same time, with these process-wide exceptions: don't call MPG_GetErrorText on two threads at
- * once, nor write two JPEG images at once, and set MPG_SetPercent100 only while no operation runs.
+ * the same time, with two process-wide exceptions: don't call MPG_GetErrorText on two threads at
+ * once, and set MPG_SetPercent100 only while no operation runs.
  *
  * Memory. Everything the library returns a pointer to stays the library's, except the bitmap of
  * MPG_GetImageBMP, which the caller releases with free() of the C runtime that the library uses. On

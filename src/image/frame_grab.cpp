@@ -177,6 +177,7 @@ bool TryGrabByPercent(const GrabRequest& request, ImageFormat format, const char
       if (PercentOf(time, duration) < position) continue;
     }
     if (const auto image = search.Try(*packet)) {
+      Check(source.File().FileError());
       return WriteImage(*image, format, outputPath, quality);
     }
   }
@@ -189,7 +190,7 @@ struct Samples {
   FramePtr at;
 };
 
-Samples FindSamples(VideoSource& source, std::uint32_t second) {
+Samples ReadSamples(VideoSource& source, std::uint32_t second) {
   constexpr int kToleratedErrors = 26;
   constexpr int kStride = 20;
   Check(SeekVideoToSecond(source.File(), source.Decoder(), source.Stream(), second));
@@ -212,6 +213,12 @@ Samples FindSamples(VideoSource& source, std::uint32_t second) {
     sample = std::exchange(picture, MakeFrame());
     if (samples.at != nullptr) return samples;
   }
+}
+
+Samples FindSamples(VideoSource& source, std::uint32_t second) {
+  Samples samples = ReadSamples(source, second);
+  Check(source.File().FileError());
+  return samples;
 }
 
 }  // namespace

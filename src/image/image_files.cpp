@@ -2,57 +2,61 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdio>
-#include <fstream>
-#include <memory>
+#include <cstring>
+#include <limits>
+#include <span>
+#include <string>
+#include <utility>
 
 #include "image/bmp_layout.h"
 #include "image/jpeg_encoder.h"
-#include "platform/platform.h"
+#include "platform/file.h"
 
 namespace mpg {
 namespace {
 
-struct FileCloser {
-  void operator()(std::FILE* file) const { std::fclose(file); }
-};
-using FilePointer = std::unique_ptr<std::FILE, FileCloser>;
+using Bytes = std::span<const std::uint8_t>;
 
-FilePointer OpenForWriting(const char* path) {
-  return FilePointer(std::fopen(path, "wb"));
-}
-
-// The process's one JPEG file. Its failbit stands for a failed open or close, its badbit for a
-// failed write; opening it successfully clears both. Libraries are unloaded after their last call,
-// so no byte is on its way when it goes.
-class JpegOutputStream {
+// A file that is written once, from its start to its end.
+class ImageFile {
  public:
-  // False when the path can't be opened or a file is still open, which then stays open.
-  bool Open(const char* path) {
-    stream_.open(path, std::ios::binary | std::ios::trunc);
-    return !stream_.fail();
+  explicit ImageFile(const char* path) : result_(file_.Open(path, platform::Access::kCreate)) {}
+
+  bool IsOpen() const { return file_.IsOpen(); }
+
+  // Behind a failure nothing is written.
+  void Put(Bytes bytes) {
+    if (bytes.size() > buffer_.size() - used_) Flush();
+    if (bytes.size() > buffer_.size()) {
+      Write(bytes);
+    } else if (!bytes.empty()) {
+      std::memcpy(buffer_.data() + used_, bytes.data(), bytes.size());
+      used_ += bytes.size();
+    }
   }
 
-  void Put(std::uint8_t byte) {
-    if (stream_.fail()) return;
-    // Past the stream's own put, whose guard for each byte made a noisy picture take 1.4 times as
-    // long to write.
-    using Traits = std::ofstream::traits_type;
-    const auto written = stream_.rdbuf()->sputc(static_cast<char>(byte));
-    if (Traits::eq_int_type(written, Traits::eof())) stream_.setstate(std::ios::badbit);
+  // True when every byte went into the file.
+  bool Close() {
+    Flush();
+    const int closed = file_.Close();
+    return result_ == 0 && closed == 0;
   }
-
-  void Close() { stream_.close(); }
 
  private:
-  std::ofstream stream_;
+  void Flush() { Write({buffer_.data(), std::exchange(used_, 0)}); }
+
+  void Write(Bytes bytes) {
+    if (result_ == 0 && !bytes.empty()) result_ = file_.Write(bytes);
+  }
+
+  platform::File file_;
+  int result_;
+  std::array<std::uint8_t, 1 << 14> buffer_;
+  std::size_t used_ = 0;
 };
 
-JpegOutputStream jpegOutput;
-
-// Below 0 as 0, which the encoder refuses: cut to 16 bits, a negative side would seem a large one.
-std::uint16_t JpegSide(int side) {
-  return static_cast<std::uint16_t>(std::max(side, 0));
+void PutInto(void* file, Bytes bytes) {
+  static_cast<ImageFile*>(file)->Put(bytes);
 }
 
 }  // namespace
@@ -60,19 +64,19 @@ std::uint16_t JpegSide(int side) {
 bool WritePpmImage(const char* path, const RgbImage& image) {
   const auto pixelBytes = PixelBytes(image, 0);
   if (!pixelBytes) return false;
-  const FilePointer file = OpenForWriting(path);
-  if (!file) return false;
-  std::fprintf(file.get(), "P6\n%d %d\n255\n", image.width, image.height);
-  return std::fwrite(image.pixels, 1, *pixelBytes, file.get()) == *pixelBytes;
+  ImageFile file(path);
+  const std::string header =
+      "P6\n" + std::to_string(image.width) + " " + std::to_string(image.height) + "\n255\n";
+  file.Put({reinterpret_cast<const std::uint8_t*>(header.data()), header.size()});
+  file.Put({image.pixels, *pixelBytes});
+  return file.Close();
 }
 
 bool WriteBmpImage(const char* path, const RgbImage& image) {
   const auto pixelBytes = PixelBytes(image, kBmpHeaderBytes);
   if (!pixelBytes) return false;
-  const FilePointer file = OpenForWriting(path);
-  if (!file) return false;
-  const auto header = MakeBmpHeader(image.width, image.height, *pixelBytes);
-  std::fwrite(header.data(), 1, header.size(), file.get());
+  ImageFile file(path);
+  file.Put(MakeBmpHeader(image.width, image.height, *pixelBytes));
 
   // Rows are unpadded, so the pixels are one run that can be cut anywhere.
   constexpr std::size_t kChunkPixels = 4096;
@@ -80,26 +84,26 @@ bool WriteBmpImage(const char* path, const RgbImage& image) {
   for (std::size_t left = *pixelBytes / 3, done = 0; left > 0;) {
     const std::size_t pixels = std::min(left, kChunkPixels);
     CopyAsBlueGreenRed(image.pixels + done * 3, pixels, chunk.data());
-    std::fwrite(chunk.data(), 3, pixels, file.get());
+    file.Put({chunk.data(), pixels * 3});
     left -= pixels;
     done += pixels;
   }
-  return true;
+  return file.Close();
 }
 
 bool WriteJpegImage(const char* path, const RgbImage& image, std::uint32_t quality) {
   constexpr std::uint32_t kHighestQuality = 100;
   constexpr std::uint32_t kFallbackQuality = 90;
-  if (!jpegOutput.Open(path)) return false;
+  constexpr int kLongestSide = std::numeric_limits<std::uint16_t>::max();
+  const auto canBeSide = [](int side) { return side > 0 && side <= kLongestSide; };
+  if (image.pixels == nullptr || !canBeSide(image.width) || !canBeSide(image.height)) return false;
   if (quality > kHighestQuality) quality = kFallbackQuality;
-  const bool encoded = JpegEncoder(JpegByteSink, image.pixels, JpegSide(image.width),
-                                   JpegSide(image.height), static_cast<std::uint8_t>(quality));
-  jpegOutput.Close();
-  return encoded;
-}
-
-void JpegByteSink(std::uint8_t byte) {
-  jpegOutput.Put(byte);
+  ImageFile file(path);
+  if (!file.IsOpen()) return false;
+  JpegEncoder({.take = PutInto, .context = &file}, image.pixels,
+              static_cast<std::uint16_t>(image.width), static_cast<std::uint16_t>(image.height),
+              static_cast<std::uint8_t>(quality));
+  return file.Close();
 }
 
 }  // namespace mpg

@@ -53,24 +53,19 @@ Quantization MakeQuantization(const std::array<std::uint8_t, kBlockSize>& standa
   return quantization;
 }
 
-void Send(ByteSink sink, std::span<const std::uint8_t> bytes) {
-  for (const std::uint8_t byte : bytes) sink(byte);
-}
-
 void Send(ByteSink sink, std::initializer_list<std::uint8_t> bytes) {
-  Send(sink, std::span(bytes.begin(), bytes.size()));
+  sink({bytes.begin(), bytes.size()});
 }
 
 void SendNumber(ByteSink sink, std::uint16_t number) {
-  sink(static_cast<std::uint8_t>(number >> 8));
-  sink(static_cast<std::uint8_t>(number & 0xff));
+  Send(sink, {static_cast<std::uint8_t>(number >> 8), static_cast<std::uint8_t>(number & 0xff)});
 }
 
 template <std::size_t kSymbols>
 void SendHuffmanTable(ByteSink sink, std::uint8_t id, const HuffmanSpec<kSymbols>& spec) {
-  sink(id);
-  Send(sink, spec.bits);
-  Send(sink, spec.symbols);
+  Send(sink, {id});
+  sink(spec.bits);
+  sink(spec.symbols);
 }
 
 void SendStart(ByteSink sink) {
@@ -79,16 +74,16 @@ void SendStart(ByteSink sink) {
               0x01, 0x00, 0x00});
   Send(sink, {0xff, 0xfe});
   SendNumber(sink, kComment.size() + 2);
-  for (const char letter : kComment) sink(static_cast<std::uint8_t>(letter));
+  sink({reinterpret_cast<const std::uint8_t*>(kComment.data()), kComment.size()});
 }
 
 void SendQuantizationTables(ByteSink sink, const QuantizationTable& luminance,
                             const QuantizationTable& chrominance) {
   Send(sink, {0xff, 0xdb, 0x00, 0x84});
-  sink(0);
-  Send(sink, luminance);
-  sink(1);
-  Send(sink, chrominance);
+  Send(sink, {0});
+  sink(luminance);
+  Send(sink, {1});
+  sink(chrominance);
 }
 
 // Three components of 1 x 1 sampling: Y with quantization table 0, Cb and Cr with table 1.

@@ -50,15 +50,15 @@ int FileIo::Close() noexcept {
   return firstError_;
 }
 
-int FileIo::Remember(int result) noexcept {
-  if (result < 0 && firstError_ == 0) firstError_ = result;
+std::int64_t FileIo::Remember(std::int64_t result) noexcept {
+  if (result < 0 && firstError_ == 0) firstError_ = static_cast<int>(result);
   return result;
 }
 
 int FileIo::Read(void* io, std::uint8_t* buffer, int size) noexcept {
   auto& self = *static_cast<FileIo*>(io);
   const auto result = static_cast<int>(self.file_.Read({buffer, static_cast<std::size_t>(size)}));
-  return result == 0 ? AVERROR_EOF : self.Remember(result);
+  return result == 0 ? AVERROR_EOF : static_cast<int>(self.Remember(result));
 }
 
 // FFmpeg's versions differ in whether they promise not to change the bytes.
@@ -72,12 +72,12 @@ int FileIo::Write(void* io, Byte* bytes, int size) noexcept {
 
 std::int64_t FileIo::Seek(void* io, std::int64_t offset, int whence) noexcept {
   auto& self = *static_cast<FileIo*>(io);
-  if (whence == AVSEEK_SIZE) return self.file_.Size();
+  if (whence == AVSEEK_SIZE) return self.Remember(self.file_.Size());
   // Broken files send demuxers anywhere.
   if (whence != SEEK_SET || offset < 0) return AVERROR(EINVAL);
   const bool isBroken = self.direction_ == Direction::kWrite && self.firstError_ != 0;
   if (isBroken) return self.firstError_;
-  const int result = self.Remember(self.file_.Seek(offset));
+  const std::int64_t result = self.Remember(self.file_.Seek(offset));
   return result < 0 ? result : offset;
 }
 

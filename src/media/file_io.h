@@ -47,7 +47,7 @@ class FileIo {
   static int RefuseToOpen(AVFormatContext* format, AVIOContext** context, const char* url,
                           int flags, AVDictionary** options) noexcept;
 
-  int Remember(int result) noexcept;
+  std::int64_t Remember(std::int64_t result) noexcept;
 
   platform::File file_;
   const Direction direction_;

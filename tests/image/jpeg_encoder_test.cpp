@@ -14,15 +14,14 @@
 namespace mpg::test {
 namespace {
 
-Bytes* collected;
-
 Bytes Encode(const Picture& picture, int quality) {
   Bytes file;
-  collected = &file;
-  EXPECT_TRUE(JpegEncoder([](std::uint8_t byte) { collected->push_back(byte); },
-                          picture.pixels.data(), static_cast<std::uint16_t>(picture.width),
-                          static_cast<std::uint16_t>(picture.height),
-                          static_cast<std::uint8_t>(quality)));
+  const auto collect = [](void* to, std::span<const std::uint8_t> bytes) {
+    static_cast<Bytes*>(to)->insert(static_cast<Bytes*>(to)->end(), bytes.begin(), bytes.end());
+  };
+  EXPECT_TRUE(JpegEncoder(
+      {collect, &file}, picture.pixels.data(), static_cast<std::uint16_t>(picture.width),
+      static_cast<std::uint16_t>(picture.height), static_cast<std::uint8_t>(quality)));
   return file;
 }
 
