@@ -23,7 +23,9 @@
  * Files. Inputs are only read, unless a function says otherwise. An output that already exists is
  * replaced. An output path that names one of the inputs, also through a link, is refused before
  * anything is touched, and so is one of which the system doesn't tell. What is left of an output
- * after a failure is said at each function. Success means that the output is complete and closed,
+ * after a failure is said at each function. An output that is a symbolic link writes into the file
+ * it leads to; where a failure deletes the output, the link goes and that file stays as far as it
+ * was written. Success means that the output is complete and closed,
  * and that its inputs were read to their end: a disk that fails to give what it has is a failure,
  * a file that ends early, such as a download that was cut off, is none.
  *
@@ -210,12 +212,15 @@ MPG_API int32_t MPG_MergeAV(const char* videoPath, const char* audioPath, const 
 /* Joins segments, in the order of a list that a null pointer ends, into an MPEG transport stream
  * (output extension ts, m4t, m2t, m2ts or mts) or an MP4 file (any other). The first entry decides
  * whether the output has video, audio or both. Entries that are missing or folders are skipped,
- * broken ones passed as long as a good one follows or none does. An empty list or a null output
- * path does nothing and returns 0.
+ * broken ones passed as long as a good one follows or none does; the last may fail in any way.
+ * Fragments of MP4 without an initialisation of their own are read with the last one that an entry
+ * before them brought. An empty list or a null output path does nothing and returns 0.
  * closeGaps: non-zero removes forward jumps of the time stamps between segments.
- * deleteSegments: non-zero deletes the copied segments once the whole join has succeeded.
+ * deleteSegments: non-zero deletes, once the whole join has succeeded, every segment that was read
+ * to its end and is in the output; broken, cut and failed ones stay.
  * Reports once per entry, k of n as k x percent100 / n, whether that is more than before or not.
- * Result code. A failed join deletes its output and no segment. */
+ * Result code; AVERROR_INVALIDDATA when the output would hold nothing. A failed join deletes its
+ * output and no segment. */
 MPG_API int32_t MPG_Merge(const char* const* segmentPaths, const char* outputPath,
                           uint8_t deleteSegments, uint8_t closeGaps, ProgressCallback callback,
                           uint64_t context) MPG_NOEXCEPT;

@@ -1,5 +1,6 @@
 #include "media/file_io.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "core/error.h"
@@ -14,8 +15,8 @@ constexpr int kWriteBuffer = 1 << 20;
 
 }  // namespace
 
-FileIo::FileIo(platform::File file, Direction direction)
-    : file_(std::move(file)), direction_(direction) {
+FileIo::FileIo(platform::File file, Direction direction, std::span<const std::uint8_t> prefix)
+    : file_(std::move(file)), direction_(direction), prefix_(prefix) {
   const bool isWritten = direction == Direction::kWrite;
   const int size = isWritten ? kWriteBuffer : kReadBuffer;
   auto* const buffer =
@@ -25,7 +26,9 @@ FileIo::FileIo(platform::File file, Direction direction)
     av_free(buffer);
     throw Error(AVERROR(ENOMEM));
   }
-  context_->seekable = file_.Seek(0) == 0 ? AVIO_SEEKABLE_NORMAL : 0;
+  const int sought = file_.Seek(0);
+  context_->seekable = sought == 0 ? AVIO_SEEKABLE_NORMAL : 0;
+  if (sought != AVERROR(ESPIPE)) Remember(sought);
   // Else muxers write their packets one by one.
   if (isWritten) context_->min_packet_size = size;
 }
@@ -57,8 +60,29 @@ std::int64_t FileIo::Remember(std::int64_t result) noexcept {
 
 int FileIo::Read(void* io, std::uint8_t* buffer, int size) noexcept {
   auto& self = *static_cast<FileIo*>(io);
-  const auto result = static_cast<int>(self.file_.Read({buffer, static_cast<std::size_t>(size)}));
-  return result == 0 ? AVERROR_EOF : static_cast<int>(self.Remember(result));
+  const std::span<std::uint8_t> bytes(buffer, static_cast<std::size_t>(size));
+  const std::int64_t copied = self.ReadPrefix(bytes);
+  const std::int64_t result = copied > 0 ? copied : self.Remember(self.file_.Read(bytes));
+  return result == 0 ? AVERROR_EOF : static_cast<int>(result);
+}
+
+std::int64_t FileIo::ReadPrefix(std::span<std::uint8_t> buffer) noexcept {
+  const auto rest = prefix_.subspan(prefixPosition_);
+  const std::size_t size = std::min(buffer.size(), rest.size());
+  std::copy_n(rest.begin(), size, buffer.begin());
+  prefixPosition_ += size;
+  return static_cast<std::int64_t>(size);
+}
+
+std::int64_t FileIo::SeekTo(std::int64_t position) noexcept {
+  const auto size = static_cast<std::int64_t>(prefix_.size());
+  prefixPosition_ = static_cast<std::size_t>(std::min(position, size));
+  return file_.Seek(std::max<std::int64_t>(position - size, 0));
+}
+
+std::int64_t FileIo::Size() noexcept {
+  const std::int64_t size = file_.Size();
+  return size < 0 ? size : size + static_cast<std::int64_t>(prefix_.size());
 }
 
 // FFmpeg's versions differ in whether they promise not to change the bytes.
@@ -72,12 +96,12 @@ int FileIo::Write(void* io, Byte* bytes, int size) noexcept {
 
 std::int64_t FileIo::Seek(void* io, std::int64_t offset, int whence) noexcept {
   auto& self = *static_cast<FileIo*>(io);
-  if (whence == AVSEEK_SIZE) return self.Remember(self.file_.Size());
+  if (whence == AVSEEK_SIZE) return self.Remember(self.Size());
   // Broken files send demuxers anywhere.
   if (whence != SEEK_SET || offset < 0) return AVERROR(EINVAL);
   const bool isBroken = self.direction_ == Direction::kWrite && self.firstError_ != 0;
   if (isBroken) return self.firstError_;
-  const std::int64_t result = self.Remember(self.file_.Seek(offset));
+  const std::int64_t result = self.Remember(self.SeekTo(offset));
   return result < 0 ? result : offset;
 }
 

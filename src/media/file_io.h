@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <span>
 
 #include "media/ffmpeg.h"
 #include "platform/file.h"
@@ -14,8 +15,9 @@ class FileIo {
  public:
   enum class Direction { kRead, kWrite };
 
-  /// Throws Error(ENOMEM).
-  FileIo(platform::File file, Direction direction);
+  /// `prefix`: bytes that are read as if they stood in front of the file, which is a regular one
+  /// then; they must outlive the object. Throws Error(ENOMEM).
+  FileIo(platform::File file, Direction direction, std::span<const std::uint8_t> prefix = {});
   FileIo(const FileIo&) = delete;
   FileIo& operator=(const FileIo&) = delete;
   /// Closes the file; bytes that still wait are lost.
@@ -48,9 +50,14 @@ class FileIo {
                           int flags, AVDictionary** options) noexcept;
 
   std::int64_t Remember(std::int64_t result) noexcept;
+  std::int64_t ReadPrefix(std::span<std::uint8_t> buffer) noexcept;
+  std::int64_t SeekTo(std::int64_t position) noexcept;
+  std::int64_t Size() noexcept;
 
   platform::File file_;
   const Direction direction_;
+  const std::span<const std::uint8_t> prefix_;
+  std::size_t prefixPosition_ = 0;  // the prefix's size once the file itself is read
   AVIOContext* context_ = nullptr;
   int firstError_ = 0;
   bool hasRefused_ = false;

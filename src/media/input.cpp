@@ -1,6 +1,7 @@
 #include "media/input.h"
 
 #include <algorithm>
+#include <cstring>
 #include <string_view>
 #include <utility>
 
@@ -35,12 +36,28 @@ void CheckRead(int result, const FileIo& io) {
   if (io.HasRefused()) throw Error(AVERROR_INVALIDDATA);
 }
 
+// What files say of colours goes into enumerations, whatever it is.
+template <class Enumeration>
+void Settle(Enumeration& value, int count, Enumeration unspecified) {
+  int number = 0;
+  std::memcpy(&number, &value, sizeof number);
+  if (number < 0 || number >= count) value = unspecified;
+}
+
+void SettleColours(AVCodecParameters& parameters) {
+  Settle(parameters.color_range, AVCOL_RANGE_NB, AVCOL_RANGE_UNSPECIFIED);
+  Settle(parameters.color_primaries, AVCOL_PRI_NB, AVCOL_PRI_UNSPECIFIED);
+  Settle(parameters.color_trc, AVCOL_TRC_NB, AVCOL_TRC_UNSPECIFIED);
+  Settle(parameters.color_space, AVCOL_SPC_NB, AVCOL_SPC_UNSPECIFIED);
+  Settle(parameters.chroma_location, AVCHROMA_LOC_NB, AVCHROMA_LOC_UNSPECIFIED);
+}
+
 }  // namespace
 
-OpenedFile::OpenedFile(const char* path) {
+OpenedFile::OpenedFile(const char* path, std::span<const std::uint8_t> prefix) {
   platform::File input;
   Check(input.Open(path, platform::Access::kRead));
-  io_ = std::make_unique<FileIo>(std::move(input), FileIo::Direction::kRead);
+  io_ = std::make_unique<FileIo>(std::move(input), FileIo::Direction::kRead, prefix);
   const AVInputFormat* const demuxer = FindDemuxer(*io_, path);
   InputFormatPtr context(CheckAllocated(avformat_alloc_context()));
   io_->Serve(*context);
@@ -53,6 +70,7 @@ OpenedFile::OpenedFile(const char* path) {
 
 Input::Input(OpenedFile&& file) : io_(std::move(file.io_)), format_(std::move(file.format_)) {
   CheckRead(avformat_find_stream_info(format_.get(), nullptr), *io_);
+  for (AVStream* const stream : Streams()) SettleColours(*stream->codecpar);
   // AVI and MPEG program streams leave out the presentation times of all but B pictures; they
   // follow from the decoding times of the pictures behind.
   format_->flags |= AVFMT_FLAG_GENPTS;

@@ -17,7 +17,8 @@ class OpenedFile {
  public:
   /// Throws Error with the system's or FFmpeg's code when the file can't be opened or recognised;
   /// AVERROR_INVALIDDATA when it only leads to other files, as playlists do.
-  explicit OpenedFile(const char* path);
+  /// `prefix`: bytes that are read in front of the file's own; they must outlive the input.
+  explicit OpenedFile(const char* path, std::span<const std::uint8_t> prefix = {});
 
   /// What the header alone tells: microseconds, or AV_NOPTS_VALUE.
   std::int64_t Duration() const { return format_->duration; }

@@ -73,7 +73,7 @@ Output::~Output() {
 
 AVStream* Output::AddStream(const AVCodec* codec) {
   AVStream* const stream = avformat_new_stream(format_.get(), codec);
-  if (stream == nullptr) throw Error(AVERROR_UNKNOWN);
+  if (stream == nullptr) throw Error(AVERROR(ENOMEM));
   return stream;
 }
 

@@ -30,15 +30,18 @@ class WriteFailures {
  public:
   static constexpr int kUnlimited = std::numeric_limits<int>::max();
 
-  explicit WriteFailures(int tolerated = 0) : left_(tolerated) {}
+  explicit WriteFailures(int tolerated = 0) : tolerated_(tolerated) {}
 
   /// Takes the result of a write; throws Error with it when it is one failure too many.
   void Count(int result) {
-    if (result < 0 && left_-- == 0) throw Error(result);
+    if (result < 0 && count_++ == tolerated_) throw Error(result);
   }
 
+  int Number() const { return count_; }
+
  private:
-  int left_;
+  int tolerated_;
+  int count_ = 0;
 };
 
 /// One output: muxer, streams and file. The caller adds streams, creates the file, writes the
@@ -54,7 +57,7 @@ class Output {
 
   AVFormatContext* Context() const { return format_.get(); }
 
-  /// Adds a stream; throws Error(AVERROR_UNKNOWN).
+  /// Adds a stream; throws Error(ENOMEM).
   AVStream* AddStream(const AVCodec* codec);
 
   /// Creates the file, an existing one is cut to nothing; throws Error with the system's code.

@@ -1,5 +1,7 @@
 #include "remux/segment_copy.h"
 
+#include <utility>
+
 #include "media/stream_finder.h"
 #include "media/timestamps.h"
 #include "mpg/mpg.h"
@@ -7,7 +9,7 @@
 namespace mpg {
 namespace {
 
-// What may change from segment to segment; codec, tag and extradata stay the first segment's.
+// What may change from segment to segment; codec, tag, extradata and size stay the first segment's.
 void TakeOverParameters(const AVCodecParameters& source, AVCodecParameters& target) {
   target.format = source.format;
   target.bit_rate = source.bit_rate;
@@ -15,8 +17,6 @@ void TakeOverParameters(const AVCodecParameters& source, AVCodecParameters& targ
   target.bits_per_raw_sample = source.bits_per_raw_sample;
   target.profile = source.profile;
   target.level = source.level;
-  target.width = source.width;
-  target.height = source.height;
   target.sample_aspect_ratio = source.sample_aspect_ratio;
   target.field_order = source.field_order;
   target.color_range = source.color_range;
@@ -37,20 +37,16 @@ AVStream* StreamAt(const AVFormatContext* context, int index) {
   return index < 0 ? nullptr : context->streams[index];
 }
 
+AVRational TimeBaseOf(const AVStream* stream) {
+  return stream == nullptr ? AVRational{1, 1} : stream->time_base;
+}
+
 int IndexOf(const AVStream* stream) {
   return stream == nullptr ? -1 : stream->index;
 }
 
 bool HasEncoder(const AVStream* stream) {
   return stream != nullptr && avcodec_find_encoder(stream->codecpar->codec_id) != nullptr;
-}
-
-double SecondsOf(std::int64_t timeStamp, const AVStream& stream) {
-  return static_cast<double>(timeStamp) / stream.time_base.den;
-}
-
-std::int64_t TicksOf(double seconds, const AVStream& stream) {
-  return static_cast<std::int64_t>(seconds * stream.time_base.den);
 }
 
 // Demuxers report broken data and go on behind it. One that stands still would do so for ever.
@@ -73,38 +69,36 @@ class BrokenData {
 
 }  // namespace
 
-SegmentCopier::SegmentCopier(Output& output, bool closeGaps)
-    : output_(output), closeGaps_(closeGaps) {
-  const AVFormatContext* const context = output.Context();
-  video_.target = FindFirstStream(context, AVMEDIA_TYPE_VIDEO);
-  audio_.target = StreamAt(context, FindAudioStream(context));
-}
+SegmentCopier::SegmentCopier(Output& output, bool closeGaps, WriteFailures& failures)
+    : output_(output),
+      video_{.target = FindFirstStream(output.Context(), AVMEDIA_TYPE_VIDEO)},
+      audio_{.target = StreamAt(output.Context(), FindAudioStream(output.Context()))},
+      timeline_(closeGaps, TimeBaseOf(video_.target), TimeBaseOf(audio_.target)),
+      failures_(failures) {}
 
-int SegmentCopier::Copy(Input& input, bool isFirst) {
-  Segment segment = Examine(input, isFirst);
+SegmentResult SegmentCopier::Copy(Input& input) {
+  Segment segment = Examine(input);
   const SegmentTrack& video = segment.video;
   if (!video.hasEncoder && !segment.audio.hasEncoder) {
-    return video.source == nullptr ? MPG_ERR_VIDEO_STREAM_NOT_FOUND : AVERROR_UNKNOWN;
+    return {.code = video.source == nullptr ? MPG_ERR_VIDEO_STREAM_NOT_FOUND : AVERROR_UNKNOWN};
   }
   if (video.hasEncoder && video_.target != nullptr) {
     TakeOverParameters(*video.source->codecpar, *video_.target->codecpar);
   }
   input.ReadOnly({IndexOf(video.source), IndexOf(segment.audio.source)});
-  const int result = CopyPackets(segment);
-  for (const Track* track : {&video_, &audio_}) {
-    if (track->target == nullptr) continue;
-    track->target->start_time = 0;
-    track->target->duration = track->duration;
-  }
-  return result;
+  segment.result.code = CopyPackets(segment);
+  Begin(segment);
+  // Often taken for the end.
+  if (input.FileError() != 0) segment.result.code = input.FileError();
+  CloseStreams(segment);
+  return segment.result;
 }
 
-SegmentCopier::Segment SegmentCopier::Examine(Input& input, bool isFirst) {
+SegmentCopier::Segment SegmentCopier::Examine(Input& input) {
   const AVFormatContext* const context = input.Context();
   const AVStream* const video = FindFirstStream(context, AVMEDIA_TYPE_VIDEO);
   const AVStream* const audio = StreamAt(context, FindCopiableAudioStream(context));
   return {.input = input,
-          .isFirst = isFirst,
           .video = {.track = video_, .source = video, .hasEncoder = HasEncoder(video)},
           .audio = {.track = audio_, .source = audio, .hasEncoder = HasEncoder(audio)}};
 }
@@ -117,40 +111,68 @@ int SegmentCopier::CopyPackets(Segment& segment) {
     if (read == AVERROR_EOF) return 0;
     const bool isSound = segment.video.packets > kPacketsOfASoundSegment ||
                          segment.audio.packets > kPacketsOfASoundSegment;
-    if (read == AVERROR_INVALIDDATA && isSound && brokenData.MayBePassed(segment.input)) continue;
+    if (read == AVERROR_INVALIDDATA && isSound && brokenData.MayBePassed(segment.input)) {
+      segment.result.isComplete = false;
+      continue;
+    }
     if (read < 0) return read;
     const bool isAudio = packet_->stream_index == IndexOf(segment.audio.source);
-    CopyPacket(segment, isAudio ? segment.audio : segment.video);
+    Take(segment, isAudio ? segment.audio : segment.video);
   }
 }
 
-void SegmentCopier::CopyPacket(Segment& segment, SegmentTrack& segmentTrack) {
-  Track& track = segmentTrack.track;
+void SegmentCopier::Take(Segment& segment, SegmentTrack& segmentTrack) {
+  // Where a stream is announced and doesn't come.
+  constexpr std::size_t kMostWaiting = 1000;
   ++segmentTrack.packets;
-  if (track.target == nullptr) return;
-  if (!segment.isFirst && segmentTrack.packets == 1) {
-    segmentTrack.previousEnd = SecondsOf(track.guard.LastPts(), *track.target);
+  if (segmentTrack.track.target == nullptr) return;
+  if (!IsKnown(packet_->pts)) {
+    segment.result.isComplete = false;
+    return;
   }
-  if (!IsKnown(packet_->pts)) return;
-
-  if (closeGaps_) {
-    track.gaps.Move(*packet_, !segment.isFirst && !segmentTrack.isBehindBorder);
-    segmentTrack.isBehindBorder = true;
+  MovePacket(*packet_, *segmentTrack.source, *segmentTrack.track.target);
+  if (segment.hasBegun) {
+    Write(segment, *packet_);
+    return;
   }
-  MovePacket(*packet_, *segmentTrack.source, *track.target);
-  const AlignmentShift shift = Align(segment.video.previousEnd, segment.audio.previousEnd);
-  const double seconds = &track == &video_ ? shift.video : shift.audio;
-  DelayPacket(*packet_, TicksOf(seconds, *track.target));
-  track.guard.Lift(*packet_);
-  track.duration += packet_->duration;
-  Write();
+  if (!segmentTrack.start) segmentTrack.start = SegmentTimeline::StartOf(*packet_);
+  segment.waiting.push_back(std::exchange(packet_, MakePacket()));
+  const auto isSettled = [](const SegmentTrack& track) {
+    return track.start || track.source == nullptr || track.track.target == nullptr;
+  };
+  const bool areSettled = isSettled(segment.video) && isSettled(segment.audio);
+  if (areSettled || segment.waiting.size() > kMostWaiting) Begin(segment);
 }
 
-void SegmentCopier::Write() {
-  constexpr int kWriteFailureLimit = 25;
-  const int result = output_.Write(*packet_);
-  if (result >= 0) hasCopied_ = true;
-  if (result < 0 && ++writeFailures_ > kWriteFailureLimit) throw Error(result);
+void SegmentCopier::Begin(Segment& segment) {
+  if (std::exchange(segment.hasBegun, true)) return;
+  if (segment.video.start || segment.audio.start) {
+    timeline_.BeginSegment(segment.video.start, segment.audio.start);
+  }
+  for (const PacketPtr& packet : segment.waiting) Write(segment, *packet);
+  segment.waiting.clear();
+}
+
+void SegmentCopier::Write(Segment& segment, AVPacket& packet) {
+  const bool isAudio = audio_.target != nullptr && packet.stream_index == audio_.target->index;
+  timeline_.Place(isAudio ? SegmentTimeline::kAudio : SegmentTimeline::kVideo, packet);
+  (isAudio ? audio_ : video_).duration += packet.duration;
+  const int result = output_.Write(packet);
+  if (result >= 0) ++segment.result.packets;
+  failures_.Count(result);
+}
+
+void SegmentCopier::CloseStreams(const Segment& segment) {
+  const auto isMissing = [](const SegmentTrack& track) {
+    return track.track.target != nullptr && track.packets == 0;
+  };
+  // What the other stream brought would wait for it.
+  if (isMissing(segment.video) || isMissing(segment.audio)) output_.FlushQueue(failures_);
+  for (const Track* track : {&video_, &audio_}) {
+    if (track->target == nullptr) continue;
+    track->target->start_time = 0;
+    track->target->duration = track->duration;
+  }
 }
 
 }  // namespace mpg

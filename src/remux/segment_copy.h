@@ -1,34 +1,41 @@
 // Copying one segment after another into one output.
 #pragma once
 
+#include <cstdint>
+#include <deque>
+#include <optional>
+
 #include "media/input.h"
 #include "media/output.h"
 #include "remux/segment_timing.h"
 
 namespace mpg {
 
+/// What became of one segment.
+struct SegmentResult {
+  /// 0 when the segment was read to its end, else the code of what was wrong with it.
+  int code = 0;
+  /// Packets that were handed to the output.
+  std::int64_t packets = 0;
+  /// Every packet of the streams that the output has was.
+  bool isComplete = true;
+};
+
 class SegmentCopier {
  public:
   /// The output's header is written. closeGaps: forward jumps of the time stamps between segments
-  /// are taken out.
-  SegmentCopier(Output& output, bool closeGaps);
+  /// are taken out. `failures` takes the writes that fail.
+  SegmentCopier(Output& output, bool closeGaps, WriteFailures& failures);
 
   /// Copies the packets of the segment's first video stream and its usable audio stream, as far as
-  /// the output has streams for them, behind what was copied before. `isFirst`: the segment is the
-  /// list's first. 0 when the segment ended normally, else the code of what was wrong with it.
-  /// Throws Error with the code of a failed write once more than 25 of the join failed.
-  [[nodiscard]] int Copy(Input& segment, bool isFirst);
-
-  /// True once any packet went into the output.
-  bool HasCopied() const { return hasCopied_; }
+  /// the output has streams for them, behind what was copied before. Throws what `failures` throws.
+  [[nodiscard]] SegmentResult Copy(Input& segment);
 
  private:
   // One kind of stream throughout the join.
   struct Track {
     AVStream* target = nullptr;  // null: the output has none
-    GapCloser gaps;
-    MonotonicGuard guard;
-    std::int64_t duration = 0;  // of all packets, in the target's time base
+    std::int64_t duration = 0;   // of all packets, in the target's time base
   };
 
   // One kind of stream in one segment.
@@ -37,29 +44,32 @@ class SegmentCopier {
     const AVStream* source = nullptr;  // null: the segment has none
     bool hasEncoder = false;           // FFmpeg's, not used; shows that it knows the codec
     int packets = 0;
-    bool isBehindBorder = false;
-    std::optional<double> previousEnd = {};  // seconds
+    std::optional<SegmentTimeline::Start> start = {};  // in the target's time base
   };
 
   struct Segment {
     Input& input;
-    bool isFirst;
     SegmentTrack video;
     SegmentTrack audio;
+    SegmentResult result = {};
+    // Until both streams have shown where they start.
+    std::deque<PacketPtr> waiting = {};
+    bool hasBegun = false;
   };
 
-  Segment Examine(Input& input, bool isFirst);
+  Segment Examine(Input& input);
   int CopyPackets(Segment& segment);
-  void CopyPacket(Segment& segment, SegmentTrack& track);
-  void Write();
+  void Take(Segment& segment, SegmentTrack& track);
+  void Begin(Segment& segment);
+  void Write(Segment& segment, AVPacket& packet);
+  void CloseStreams(const Segment& segment);
 
   Output& output_;
-  const bool closeGaps_;
   Track video_;
   Track audio_;
+  SegmentTimeline timeline_;
+  WriteFailures& failures_;
   PacketPtr packet_ = MakePacket();
-  int writeFailures_ = 0;
-  bool hasCopied_ = false;
 };
 
 }  // namespace mpg

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <optional>
+#include <set>
 #include <string_view>
 #include <utility>
 
@@ -10,6 +11,7 @@
 #include "media/stream_copy.h"
 #include "mpg/mpg.h"
 #include "platform/platform.h"
+#include "remux/mp4_initialisation.h"
 #include "remux/segment_copy.h"
 
 namespace mpg {
@@ -17,27 +19,37 @@ namespace {
 
 // A segment that can't be opened is routine: the join may go on without it.
 struct Opening {
-  std::optional<Input> input;
+  std::vector<std::uint8_t> initialisation = {};  // read in front; the input needs it
+  std::optional<Input> input = {};
   int error = 0;
 };
 
-Opening Open(const std::string& path) try {
-  return {.input = Input(path.c_str())};
+Opening Open(const std::string& path, std::vector<std::uint8_t> initialisation = {}) try {
+  Opening opening{.initialisation = std::move(initialisation)};
+  opening.input.emplace(OpenedFile(path.c_str(), opening.initialisation));
+  return opening;
 } catch (const Error& error) {
-  return {.input = std::nullopt, .error = error.Code()};
+  return {.error = error.Code()};
 }
 
+// False when the segment has no such stream or FFmpeg doesn't know its codec.
 template <class AddStream>
 bool TryAdd(AddStream addStream, Output& output, const Input& input) try {
   addStream(output, input);
   return true;
-} catch (const Error&) {
+} catch (const Error& error) {
+  const int code = error.Code();
+  const bool isRoutine = code == MPG_ERR_VIDEO_STREAM_NOT_FOUND ||
+                         code == MPG_ERR_AUDIO_STREAM_NOT_FOUND || code == AVERROR_UNKNOWN;
+  if (!isRoutine) throw;
   return false;
 }
 
 void RequireNoEntry(const char* outputPath, const std::vector<std::string>& paths) {
   for (const std::string& path : paths) RequireOtherFile(outputPath, path.c_str());
 }
+
+constexpr int kToleratedWriteFailures = 25;
 
 class SegmentJoin {
  public:
@@ -55,8 +67,9 @@ class SegmentJoin {
     AddStreams();
     output_.WriteHeader();
     CopySegments();
-    output_.Finish();
-    if (list_.deleteSegments) DeleteCopiedSegments();
+    output_.Finish(failures_);
+    // A packet that was refused may be anyone's.
+    if (list_.deleteSegments && failures_.Number() == 0) DeleteCopiedSegments();
   }
 
  private:
@@ -68,6 +81,8 @@ class SegmentJoin {
 
   void AddStreams() {
     first_ = Open(list_.paths.front());
+    const bool isNoSegment = first_.error == AVERROR(ENOENT) || first_.error == AVERROR_INVALIDDATA;
+    if (!isNoSegment) Check(first_.error);
     const bool hasVideo = first_.input && TryAdd(AddCopiedVideoStream, output_, *first_.input);
     const bool hasAudio = first_.input && TryAdd(AddCopiedAudioStream, output_, *first_.input);
     if (!hasVideo && !hasAudio) throw Error(MPG_ERR_VIDEO_STREAM_NOT_FOUND);
@@ -75,30 +90,52 @@ class SegmentJoin {
 
   // The join succeeds when the last segment that was there did.
   void CopySegments() {
-    SegmentCopier copier(output_, list_.closeGaps);
+    SegmentCopier copier(output_, list_.closeGaps, failures_);
     int result = AVERROR(ENOENT);
-    for (std::size_t i = 0; i < list_.paths.size(); ++i) {
-      if (platform::IsFile(list_.paths[i].c_str())) {
-        result = CopySegment(copier, i);
-        copied_.push_back(i);
-      }
-      if (Report(i + 1) == Answer::kStop) break;
+    bool isStopped = false;
+    for (std::size_t i = 0; i < list_.paths.size() && !isStopped; ++i) {
+      if (platform::IsFile(list_.paths[i].c_str())) result = CopySegment(copier, i);
+      isStopped = Report(i + 1) == Answer::kStop;
     }
     Check(result);
-    // Such as fragments without their initialisation: broken each for itself, but not worthless.
-    if (!copier.HasCopied()) copied_.clear();
+    if (packets_ == 0 && !isStopped) throw Error(AVERROR_INVALIDDATA);
   }
 
   // 0, or the code of a failure that the join survives.
   int CopySegment(SegmentCopier& copier, std::size_t index) {
-    const bool isFirst = index == 0;
     // Reading the stream information is most of the work: what the output's streams were made from
     // isn't opened anew.
-    Opening segment = isFirst ? std::exchange(first_, {}) : Open(list_.paths[index]);
-    const int result = segment.input ? copier.Copy(*segment.input, isFirst) : segment.error;
+    Opening segment = index == 0 ? std::exchange(first_, {}) : OpenEntry(index);
+    SegmentResult result = {.code = segment.error};
+    if (segment.input) result = copier.Copy(*segment.input);
+    packets_ += result.packets;
+    const bool isWhole = result.code == 0 && result.isComplete;
+    if (isWhole && result.packets > 0) {
+      copied_.insert(index);
+      // An initialisation alone is in the output with the first fragment behind it.
+      if (!segment.initialisation.empty() && isInitialisationAlone_) copied_.insert(initialised_);
+    }
+    if (segment.initialisation.empty() && segment.input) {
+      initialised_ = index;
+      isInitialisationAlone_ = isWhole && result.packets == 0;
+    }
     const bool isLast = index + 1 == list_.paths.size();
     if (isLast) return 0;
-    return result == AVERROR_EOF || result == AVERROR_INVALIDDATA ? result : Check(result);
+    const bool isPassed = result.code == AVERROR_EOF || result.code == AVERROR_INVALIDDATA;
+    return isPassed ? result.code : Check(result.code);
+  }
+
+  // A fragment is read behind the last initialisation that the list brought: its own file's, as
+  // sites serve them.
+  Opening OpenEntry(std::size_t index) const {
+    const std::string& path = list_.paths[index];
+    Opening segment = Open(path);
+    if (segment.error == AVERROR_INVALIDDATA && LacksInitialisation(path.c_str())) {
+      std::vector<std::uint8_t> initialisation =
+          ReadInitialisation(list_.paths[initialised_].c_str());
+      if (!initialisation.empty()) return Open(path, std::move(initialisation));
+    }
+    return segment;
   }
 
   Answer Report(std::size_t entries) {
@@ -117,8 +154,12 @@ class SegmentJoin {
   Progress progress_;
   const char* outputPath_;
   Output output_;
+  WriteFailures failures_{kToleratedWriteFailures};
   Opening first_;
-  std::vector<std::size_t> copied_;
+  std::int64_t packets_ = 0;      // that the output was given
+  std::set<std::size_t> copied_;  // entries of which nothing was left out
+  std::size_t initialised_ = 0;   // the last entry that could be opened by itself
+  bool isInitialisationAlone_ = false;
 };
 
 }  // namespace

@@ -176,7 +176,10 @@ TEST(SegmentList, PassesBrokenEntriesAsLongAsAGoodOneFollowsOrNoneDoes) {
     const std::string output = folder / "a.mp4";
     EXPECT_EQ(Merge(segments, output, {.deleteSegments = true}), c.expected);
     EXPECT_EQ(fs::exists(output), c.expected == 0);
-    EXPECT_EQ(Existing(segments), c.expected == 0 ? std::vector<bool>(3, false) : before);
+    for (std::size_t i = 0; i < 3; ++i) {
+      const bool isCopied = c.expected == 0 && c.entries[i] >= 0;
+      EXPECT_EQ(fs::exists(segments[i]), before[i] && !isCopied) << i;
+    }
     if (c.expected == 0) {
       EXPECT_EQ(Pictures(output), c.pictures);
       EXPECT_EQ(test::DecodingErrors(output), "");
@@ -184,14 +187,20 @@ TEST(SegmentList, PassesBrokenEntriesAsLongAsAGoodOneFollowsOrNoneDoes) {
   }
 }
 
-TEST(SegmentList, DeletesNothingWhenNothingCouldBeCopied) {
-  // Fragments that aren't stored behind their initialisation are rubbish each for itself.
+TEST(SegmentList, FragmentsAreReadBehindTheLastInitialisation) {
   const test::ScratchFolder folder;
   Ffmpeg("-i " + Film() + " -c copy -f hls -hls_segment_type fmp4 -hls_list_size 0 " +
          (folder / "h.m3u8"));
   const Paths segments = {folder / "init.mp4", folder / "h0.m4s", folder / "h1.m4s"};
-  ASSERT_EQ(Merge(segments, folder / "a.mp4", {.deleteSegments = true}), 0);
+  constexpr int kInvalidData = -1094995529;
+  ASSERT_EQ(Merge({segments[0]}, folder / "a.mp4", {.deleteSegments = true}), kInvalidData);
+  EXPECT_FALSE(fs::exists(folder / "a.mp4"));
+  ASSERT_EQ(Merge({segments[1], segments[2]}, folder / "a.mp4", {.deleteSegments = true}),
+            MPG_ERR_VIDEO_STREAM_NOT_FOUND);
   EXPECT_EQ(Existing(segments), std::vector<bool>(3, true));
+  ASSERT_EQ(Merge(segments, folder / "a.mp4", {.deleteSegments = true}), 0);
+  EXPECT_EQ(Existing(segments), std::vector<bool>(3, false));
+  EXPECT_GT(Pictures(folder / "a.mp4"), kPicturesASegment);
 }
 
 TEST(SegmentList, ReadsOnBehindBrokenDataInASegment) {
@@ -217,6 +226,7 @@ TEST(SegmentList, TakesSegmentsOfAnotherSizeOrCodecWithoutFailing) {
   for (const char* name : {"a.mp4", "a.ts"}) {
     ASSERT_EQ(Merge({first, larger}, folder / name), 0);
     EXPECT_EQ(test::DecodingErrors(folder / name), "");
+    EXPECT_TRUE(test::Probe(folder / name, "stream=width,height", "v:0").starts_with("160\n120"));
     EXPECT_EQ(Pictures(folder / name), 2 * kPicturesASegment);
     ASSERT_EQ(Merge({first, other, first}, folder / name), 0);
     EXPECT_GT(Pictures(folder / name), 2 * kPicturesASegment);
@@ -262,7 +272,16 @@ TEST(SegmentList, LosesNothingWhereItMayNotReadOrWrite) {
   }
   EXPECT_FALSE(fs::exists(folder / "open/a.mp4"));
   EXPECT_EQ(Existing(segments), std::vector<bool>(3, true));
-  fs::permissions(folder / "", fs::perms::owner_all);
+  fs::permissions(folder / "", fs::perms::all);
+  {
+    const test::Unprivileged world;
+    EXPECT_EQ(Merge({segments[1], segments[0]}, folder / "open/a.mp4", {.deleteSegments = true}),
+              -EACCES);
+    EXPECT_EQ(Existing(segments), std::vector<bool>(3, true));
+    EXPECT_EQ(Merge({segments[0], segments[1]}, folder / "open/a.mp4", {.deleteSegments = true}),
+              0);
+  }
+  EXPECT_EQ(Existing(segments), (std::vector<bool>{false, true, true}));
 }
 
 TEST(SegmentList, TwoThousandRestartingEntriesStayInStep) {

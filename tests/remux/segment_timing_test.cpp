@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <optional>
 #include <ostream>
 #include <vector>
 
@@ -12,6 +11,7 @@ namespace mpg {
 namespace {
 
 constexpr std::int64_t kUnknown = AV_NOPTS_VALUE;
+constexpr AVRational kTenMilliseconds = {1, 100};  // the tests' time base: packets of 4 and 2 ticks
 
 struct Times {
   std::int64_t pts, dts, duration;
@@ -22,142 +22,147 @@ struct Times {
   }
 };
 
-template <class Step>
-Times Pass(Times times, Step step) {
-  const PacketPtr packet = MakePacket();
+PacketPtr Packet(const Times& times) {
+  PacketPtr packet = MakePacket();
   packet->pts = times.pts;
   packet->dts = times.dts;
   packet->duration = times.duration;
-  step(*packet);
-  return {packet->pts, packet->dts, packet->duration};
+  return packet;
 }
 
-struct Incoming {
-  Times times;
-  bool isBorder;
-  Times expected;
-};
-
-void ExpectMoved(const char* name, const std::vector<Incoming>& packets) {
-  SCOPED_TRACE(name);
-  GapCloser gaps;
-  for (const Incoming& packet : packets) {
-    EXPECT_EQ(Pass(packet.times, [&](AVPacket& p) { gaps.Move(p, packet.isBorder); }),
-              packet.expected);
+TEST(MonotonicGuard, MakesDecodingTimesRiseAndNoLaterThanShown) {
+  struct Case {
+    Times times, expected;
+  };
+  MonotonicGuard guard;
+  for (const Case& c : {Case{{-20, -30, 10}, {-20, -30, 10}}, Case{{100, 90, 10}, {100, 90, 10}},
+                        Case{{95, 90, 10}, {95, 91, 10}}, Case{{20, 10, 10}, {92, 92, 10}},
+                        Case{{50, kUnknown, 10}, {93, 93, 10}}, Case{{110, 120, 0}, {110, 110, 0}},
+                        Case{{130, kUnknown, 0}, {130, 130, 0}}}) {
+    const PacketPtr packet = Packet(c.times);
+    guard.Lift(*packet);
+    EXPECT_EQ((Times{packet->pts, packet->dts, packet->duration}), c.expected);
   }
 }
 
-TEST(GapCloser, TakesOutJumpsOfMoreThanThreeStepsAtBorders) {
+// Four pictures of 4 ticks, reordered by 2, and eight sound packets of 2 ticks.
+struct Part {
+  std::int64_t video, audio;  // where they start; kUnknown: not in the segment
+};
+
+// Where the first packets of each segment are put.
+std::vector<Part> Put(bool closeGaps, const std::vector<Part>& segments) {
+  SegmentTimeline timeline(closeGaps, kTenMilliseconds, kTenMilliseconds);
+  std::vector<Part> starts;
+  for (const Part& segment : segments) {
+    constexpr std::int64_t kOrder[] = {2, 4, 3, 5};  // as read, in pictures behind decoding 0
+    std::vector<PacketPtr> video;
+    std::vector<PacketPtr> audio;
+    const auto startOf = [](const std::vector<PacketPtr>& packets) {
+      return packets.empty() ? std::nullopt
+                             : std::optional(SegmentTimeline::StartOf(*packets.front()));
+    };
+    for (std::int64_t i = 0; i < 4 && segment.video != kUnknown; ++i) {
+      video.push_back(Packet({segment.video + kOrder[i] * 4, segment.video + i * 4, 4}));
+    }
+    for (std::int64_t i = 0; i < 8 && segment.audio != kUnknown; ++i) {
+      audio.push_back(Packet({segment.audio + i * 2, segment.audio + i * 2, 2}));
+    }
+    timeline.BeginSegment(startOf(video), startOf(audio));
+    const auto place = [&](SegmentTimeline::Kind kind, std::vector<PacketPtr>& packets) {
+      if (packets.empty()) return kUnknown;
+      const std::int64_t firstPts = packets.front()->pts;
+      for (const PacketPtr& packet : packets) {
+        const std::int64_t pts = packet->pts;
+        timeline.Place(kind, *packet);
+        EXPECT_EQ(packet->pts - packets.front()->pts, pts - firstPts) << "distances are kept";
+      }
+      return packets.front()->dts;
+    };
+    const std::int64_t videoStart = place(SegmentTimeline::kVideo, video);
+    starts.push_back({videoStart, place(SegmentTimeline::kAudio, audio)});
+  }
+  return starts;
+}
+
+TEST(SegmentTimeline, PutsEachStreamBehindItsLastPacketAndKeepsThemTogether) {
   struct Case {
     const char* name;
-    std::int64_t jump;
-    bool isBorder;
-    std::int64_t expected;
+    bool closeGaps;
+    std::vector<Part> segments;
+    std::vector<Part> expected;
   };
-  for (const Case& c :
-       {Case{"exactly three steps stay", 140, true, 140},
-        Case{"one tick more goes", 141, true, 120}, Case{"not inside a segment", 900, false, 900},
-        Case{"a jump back stays", 0, true, 0}}) {
-    ExpectMoved(c.name, {{{100, 100, 10}, false, {100, 100, 10}},
-                         {{110, 110, 10}, false, {110, 110, 10}},
-                         {{c.jump, c.jump, 10}, c.isBorder, {c.expected, c.expected, 10}}});
-  }
-  ExpectMoved("jumps add up", {{{0, 0, 10}, false, {0, 0, 10}},
-                               {{10, 10, 10}, false, {10, 10, 10}},
-                               {{1010, 1010, 10}, true, {20, 20, 10}},
-                               {{1020, 1020, 10}, false, {30, 30, 10}},
-                               {{5030, 5030, 10}, true, {40, 40, 10}}});
-}
-
-TEST(GapCloser, MeasuresBothTimesFromTheLastPresentationTime) {
-  // The first picture is shown 20 ticks after it is decoded: that lead is taken out with the gap.
-  ExpectMoved("reordered pictures", {{{20, 0, 10}, false, {20, 0, 10}},
-                                     {{30, 10, 10}, false, {30, 10, 10}},
-                                     {{1020, 1000, 10}, true, {40, 40, 10}},
-                                     {{1030, 1010, 10}, false, {50, 50, 10}}});
-  ExpectMoved("no decoding time", {{{20, kUnknown, 10}, false, {20, kUnknown, 10}},
-                                   {{30, kUnknown, 10}, false, {30, kUnknown, 10}},
-                                   {{1020, kUnknown, 10}, true, {40, kUnknown, 10}},
-                                   {{1030, 1025, 10}, false, {50, 1025, 10}}});
-}
-
-TEST(GapCloser, StopsAtTheLimitsOfTimeStamps) {
-  GapCloser gaps;
-  const auto move = [&](AVPacket& packet) { gaps.Move(packet, true); };
-  Pass({-INT64_MAX, -INT64_MAX, 0}, move);
-  Pass({INT64_MAX, INT64_MAX, 0}, move);
-  EXPECT_LE(Pass({-INT64_MAX, -INT64_MAX, 0}, move).pts, -INT64_MAX);
-}
-
-TEST(Alignment, LetsTheShorterStreamWait) {
-  struct Case {
-    std::optional<double> videoEnd, audioEnd;
-    AlignmentShift expected;
+  const Case cases[] = {
+      {"going on", false, {{100, 100}, {116, 116}}, {{100, 100}, {116, 116}}},
+      {"three steps are no gap", true, {{100, 100}, {124, 120}}, {{100, 100}, {124, 120}}},
+      {"a gap stays", false, {{100, 100}, {200, 200}}, {{100, 100}, {200, 200}}},
+      {"a gap is closed", true, {{100, 100}, {200, 200}}, {{100, 100}, {116, 116}}},
+      {"gaps add up",
+       true,
+       {{0, 0}, {100, 100}, {116, 116}, {500, 500}},
+       {{0, 0}, {16, 16}, {32, 32}, {48, 48}}},
+      {"restarting", false, {{0, 0}, {0, 0}, {0, 0}}, {{0, 0}, {16, 16}, {32, 32}}},
+      {"restarting behind a closed gap",
+       true,
+       {{0, 0}, {100, 100}, {0, 0}},
+       {{0, 0}, {16, 16}, {32, 32}}},
+      {"going on behind a restart",
+       false,
+       {{50, 50}, {0, 0}, {16, 16}},
+       {{50, 50}, {66, 66}, {82, 82}}},
+      {"overlapping", false, {{0, 0}, {8, 8}}, {{0, 0}, {16, 16}}},
+      {"sound half a second early", false, {{100, 50}, {116, 66}}, {{100, 50}, {116, 66}}},
+      {"the same with a gap", true, {{100, 50}, {300, 250}}, {{100, 50}, {116, 66}}},
+      {"streams wait for each other", false, {{100, 88}, {0, 0}}, {{100, 88}, {116, 116}}},
+      {"less than a tenth of a second stays", false, {{100, 91}, {0, 0}}, {{100, 91}, {116, 107}}},
+      {"behind pictures alone",
+       false,
+       {{0, 0}, {0, kUnknown}, {0, 0}},
+       {{0, 0}, {16, kUnknown}, {32, 32 + 8}}},
+      {"sound that comes later", false, {{0, kUnknown}, {0, 0}}, {{0, kUnknown}, {16, 16}}},
+      {"a clock about to wrap", false, {{-500, -490}, {-484, -474}}, {{0 - 8, 2}, {8, 18}}},
+      {"an encoder's lead-in stays below zero", false, {{-8, -5}}, {{-8, -5}}},
   };
-  for (const Case& c :
-       {Case{10.0, 12.5, {.video = 2.5}}, Case{12.5, 10.0, {.audio = 2.5}}, Case{10.0, 10.0625, {}},
-        Case{10.0625, 10.0, {}}, Case{3.0, 3.0, {}}, Case{0.0, 0.125, {.video = 0.125}},
-        Case{-0.125, 0.0, {.video = 0.125}}, Case{std::nullopt, 9.0, {}},
-        Case{9.0, std::nullopt, {}}, Case{std::nullopt, std::nullopt, {}}}) {
-    EXPECT_EQ(Align(c.videoEnd, c.audioEnd), c.expected)
-        << c.videoEnd.value_or(-99) << " " << c.audioEnd.value_or(-99);
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    const std::vector<Part> starts = Put(c.closeGaps, c.segments);
+    for (std::size_t i = 0; i < starts.size(); ++i) {
+      EXPECT_EQ(starts[i].video, c.expected[i].video) << i;
+      EXPECT_EQ(starts[i].audio, c.expected[i].audio) << i;
+    }
   }
 }
 
-struct Written {
-  Times times, expected;
-};
+TEST(SegmentTimeline, FollowsJumpsBackInsideASegment) {
+  SegmentTimeline timeline(false, kTenMilliseconds, kTenMilliseconds);
+  const auto put = [&](SegmentTimeline::Kind kind, std::int64_t time) {
+    const PacketPtr packet = Packet({time, time, 4});
+    timeline.Place(kind, *packet);
+    return packet->pts;
+  };
+  timeline.BeginSegment({{500, 500}}, {{500, 500}});
+  for (const std::int64_t time : {500, 504, 508}) put(SegmentTimeline::kVideo, time);
+  for (const std::int64_t time : {500, 504}) put(SegmentTimeline::kAudio, time);
+  EXPECT_EQ(put(SegmentTimeline::kVideo, 0), 512);
+  EXPECT_EQ(put(SegmentTimeline::kAudio, 0), 512) << "as the pictures, not at 508";
+  EXPECT_EQ(put(SegmentTimeline::kVideo, 4), 516);
+  // One packet with a wrong time moves those behind it no more than itself.
+  timeline.BeginSegment({{900, 900}}, std::nullopt);
+  EXPECT_EQ(put(SegmentTimeline::kVideo, 900), 900);
+  EXPECT_EQ(put(SegmentTimeline::kVideo, 1), 904);
+  EXPECT_EQ(put(SegmentTimeline::kVideo, 908), 908);
+}
 
-void ExpectLifted(const char* name, const std::vector<Written>& packets) {
-  SCOPED_TRACE(name);
-  MonotonicGuard guard;
-  for (const Written& packet : packets) {
-    EXPECT_EQ(Pass(packet.times, [&](AVPacket& p) { guard.Lift(p); }), packet.expected);
+TEST(SegmentTimeline, StopsAtTheLimitsOfTimeStamps) {
+  for (const bool closeGaps : {false, true}) {
+    SegmentTimeline timeline(closeGaps, kTenMilliseconds, kTenMilliseconds);
+    for (const std::int64_t time : {INT64_MAX, -INT64_MAX, std::int64_t{0}, INT64_MAX, INT64_MAX}) {
+      timeline.BeginSegment({{time, time}}, {{-time, -time}});
+      const PacketPtr packet = Packet({time, -time, INT64_MAX});
+      timeline.Place(SegmentTimeline::kVideo, *packet);
+      EXPECT_GE(packet->pts, packet->dts);
+    }
   }
-}
-
-TEST(MonotonicGuard, LiftsTimesThatDoNotRise) {
-  ExpectLifted("rising ones stay, with holes and from below 0", {{{-20, -30, 10}, {-20, -30, 10}},
-                                                                 {{100, 90, 10}, {100, 90, 10}},
-                                                                 {{110, 100, 10}, {110, 100, 10}}});
-  ExpectLifted("a restart goes right behind the end", {{{100, 100, 10}, {100, 100, 10}},
-                                                       {{0, 0, 10}, {110, 110, 10}},
-                                                       {{10, 10, 10}, {120, 120, 10}}});
-  ExpectLifted("no durations", {{{100, 100, 0}, {100, 100, 0}}, {{0, 0, 0}, {101, 101, 0}}});
-  ExpectLifted("reordered pictures lose their order at a restart",
-               {{{120, 100, 10}, {120, 100, 10}},
-                {{20, 0, 10}, {110, 110, 10}},
-                {{50, 10, 10}, {120, 120, 10}},
-                {{30, 20, 10}, {130, 130, 10}}});
-  ExpectLifted("a presentation time inside the last packet moves by one tick",
-               {{{30, 0, 10}, {30, 0, 10}},
-                {{70, 10, 10}, {70, 10, 10}},
-                {{50, 20, 10}, {51, 20, 10}},
-                {{60, 30, 10}, {61, 30, 10}}});
-  ExpectLifted("an end at 0 is none", {{{0, 0, 0}, {0, 0, 0}}, {{0, 0, 0}, {0, 0, 0}}});
-}
-
-TEST(MonotonicGuard, MakesAMissingOrLateDecodingTimeThePresentationTime) {
-  ExpectLifted("missing", {{{50, kUnknown, 10}, {50, 50, 10}},
-                           {{40, kUnknown, 10}, {60, 60, 10}},
-                           {{90, kUnknown, 0}, {90, 90, 0}}});
-  ExpectLifted("later than shown", {{{50, 70, 10}, {50, 50, 10}}});
-}
-
-TEST(MonotonicGuard, TellsTheLastTickThatIsCovered) {
-  MonotonicGuard guard;
-  EXPECT_EQ(guard.LastPts(), 0);
-  Pass({100, 90, 10}, [&](AVPacket& packet) { guard.Lift(packet); });
-  EXPECT_EQ(guard.LastPts(), 109);
-  Pass({200, 190, 0}, [&](AVPacket& packet) { guard.Lift(packet); });
-  EXPECT_EQ(guard.LastPts(), 200);
-}
-
-TEST(MonotonicGuard, StopsAtTheLimitsOfTimeStamps) {
-  MonotonicGuard guard;
-  const auto lift = [&](AVPacket& packet) { guard.Lift(packet); };
-  Pass({INT64_MAX, INT64_MAX, 10}, lift);
-  EXPECT_EQ(Pass({5, 5, 10}, lift), (Times{INT64_MAX, INT64_MAX, 10}));
 }
 
 }  // namespace

@@ -16,6 +16,9 @@ std::string FullDevice();
 /// A file that swallows everything and that nothing can delete.
 std::string NullDevice();
 
+/// How many files (or handles) this process has open; 0 where the system doesn't tell.
+int OpenFiles();
+
 /// The answer to an output that is a directory.
 int DirectoryError();
 

@@ -35,6 +35,11 @@ std::string NullDevice() {
   return "NUL";
 }
 
+int OpenFiles() {
+  DWORD handles = 0;
+  return GetProcessHandleCount(GetCurrentProcess(), &handles) ? static_cast<int>(handles) : 0;
+}
+
 int DirectoryError() {
   return -EACCES;
 }

@@ -1,0 +1,206 @@
+#include "faults/operations.h"
+
+#include <cstdlib>
+#include <string_view>
+
+#include "mpg/mpg.h"
+#include "support/media.h"
+
+namespace test {
+namespace {
+
+using Paths = std::vector<std::string>;
+
+Outcome Code(std::int32_t result) {
+  return {.isSuccess = result == 0, .answer = result == 0 ? "" : std::to_string(result)};
+}
+
+Outcome Flag(std::uint32_t result) {
+  return {.isSuccess = result != 0};
+}
+
+// The text must outlive it.
+HostString View(const std::string& text) {
+  HostString view{};
+  view.characters.pointer = text.c_str();
+  view.length = view.capacity = text.size();
+  if (text.size() < sizeof view.characters.text) text.copy(view.characters.text, text.size());
+  view.capacity = text.size() < sizeof view.characters.text ? 15 : text.size();
+  return view;
+}
+
+Outcome Transcode(const Paths& in, const std::string& out, const TranscodeParams& params) {
+  const HostString input = View(in[0]);
+  const HostString output = View(out);
+  return Code(MPG_Transcode(&input, &output, &params, nullptr, 0));
+}
+
+Outcome Merge(const Paths& in, const std::string& out, std::uint8_t deleteSegments) {
+  std::vector<const char*> list;
+  for (const std::string& path : in) list.push_back(path.c_str());
+  list.push_back(nullptr);
+  return Code(MPG_Merge(list.data(), out.c_str(), deleteSegments, 1, nullptr, 0));
+}
+
+Outcome Information(const Paths& in, const std::string& /*out*/) {
+  MediaInfo info{};
+  const bool isSuccess = MPG_GetMediaInfo(in[0].c_str(), &info) != 0;
+  return {isSuccess, std::string(reinterpret_cast<const char*>(&info), sizeof info)};
+}
+
+Outcome Decision(const Paths& in, const std::string& /*out*/) {
+  MergeDecision decision{};
+  Outcome outcome = Code(MPG_MergeOP2(in[0].c_str(), in[1].c_str(), &decision));
+  if (outcome.isSuccess) outcome.answer = decision.extension;
+  return outcome;
+}
+
+Outcome Bitmap(const Paths& in, const std::string& /*out*/) {
+  std::uint32_t size = 0;
+  void* const bitmap = MPG_GetImageBMP(in[0].c_str(), 1, &size, 30);
+  Outcome outcome{bitmap != nullptr, std::string(static_cast<const char*>(bitmap), size)};
+  std::free(bitmap);
+  return outcome;
+}
+
+std::vector<Operation> MakeOperations() {
+  // Large enough for several pieces of the output.
+  const std::string video =
+      MakeMedia("noise.mp4",
+                "-f lavfi -i testsrc2=size=320x240:rate=25,noise=alls=60 -t 2 -c:v libx264 "
+                "-preset ultrafast -qp 16 -bf 2 -g 25");
+  const std::string audio = AacAudio();
+  const std::string film = MakeMedia("noise-film.mp4", "-i " + video + " -i " + audio + " -c copy");
+  const std::string mpeg4 = MakeMedia(
+      "small.mp4", "-f lavfi -i testsrc2=size=64x48:rate=25 -f lavfi -i sine -t 1 -c:v mpeg4");
+  const std::string flv = MakeMedia("film.flv", "-i " + film + " -c copy");
+  Paths segments;
+  for (const char* start : {"0", "1", "2"}) {
+    segments.push_back(
+        MakeMedia(std::string("part") + start + ".ts",
+                  std::string("-i ") + film + " -t 1 -c copy -output_ts_offset " + start));
+  }
+  return {
+      {"information", {film}, "", Fate::kWhatItWas, false, Information},
+      {"good file",
+       {film},
+       "",
+       Fate::kWhatItWas,
+       false,
+       [](const Paths& in, const auto&) { return Flag(MPG_IsThisGoodFile(in[0].c_str())); }},
+      {"decision", {video, audio}, "", Fate::kWhatItWas, false, Decision},
+      {"join",
+       {video, audio},
+       "mp4",
+       Fate::kKept,
+       false,
+       [](const Paths& in, const auto& out) {
+         return Code(MPG_MergeAV(in[0].c_str(), in[1].c_str(), out.c_str(), nullptr, 0));
+       }},
+      {"re-encoding join",
+       {mpeg4, OpusAudio()},
+       "mp4",
+       Fate::kKept,
+       false,
+       [](const Paths& in, const auto& out) {
+         return Code(MPG_MergeAV(in[0].c_str(), in[1].c_str(), out.c_str(), nullptr, 0));
+       }},
+      {"segments", segments, "mp4", Fate::kDeleted, true,
+       [](const Paths& in, const auto& out) { return Merge(in, out, 1); }},
+      {"repair",
+       {flv},
+       "",
+       Fate::kRestored,
+       false,
+       [](const Paths& in, const auto&) { return Code(FLV_FixDuration(in[0].c_str())); }},
+      {"mp3",
+       {audio},
+       "mp3",
+       Fate::kKept,
+       false,
+       [](const Paths& in, const auto& out) {
+         return Code(MP3_Convert(in[0].c_str(), out.c_str(), 0, nullptr, 0));
+       }},
+      {"remux",
+       {film},
+       "ts",
+       Fate::kDeleted,
+       false,
+       [](const Paths& in, const auto& out) {
+         return Transcode(in, out, {.formatId = MPG_FORMAT_TS});
+       }},
+      {"transcode",
+       {mpeg4},
+       "avi",
+       Fate::kDeleted,
+       false,
+       [](const Paths& in, const auto& out) {
+         return Transcode(in, out,
+                          {.formatId = MPG_FORMAT_AVI, .targetVideoCodec = 6, .targetHeight = 32});
+       }},
+      {"trim",
+       {mpeg4},
+       "mp4",
+       Fate::kDeleted,
+       false,
+       [](const Paths& in, const auto& out) {
+         return Code(MPG_SaveTrimmedVideo(in[0].c_str(), out.c_str(), 0, 1));
+       }},
+      {"crop",
+       {film},
+       "mp4",
+       Fate::kDeleted,
+       false,
+       [](const Paths& in, const auto& out) { return Code(MPG_Crop(in[0].c_str(), out.c_str())); }},
+      {"shift",
+       {film},
+       "mp4",
+       Fate::kDeleted,
+       false,
+       [](const Paths& in, const auto& out) {
+         return Code(MPG_ShiftAudio(in[0].c_str(), out.c_str(), 99, nullptr, 0));
+       }},
+      {"bmp",
+       {film},
+       "bmp",
+       Fate::kDeleted,
+       false,
+       [](const Paths& in, const auto& out) {
+         return Flag(MPG_GetImage(MPG_IMAGE_BMP, in[0].c_str(), out.c_str(), 0, 0));
+       }},
+      {"ppm by percent",
+       {film},
+       "ppm",
+       Fate::kDeleted,
+       false,
+       [](const Paths& in, const auto& out) {
+         return Flag(MPG_GetImageP(MPG_IMAGE_PPM, in[0].c_str(), out.c_str(), 30, 0, 0));
+       }},
+      {"jpeg",
+       {film},
+       "jpg",
+       Fate::kDeleted,
+       false,
+       [](const Paths& in, const auto& out) {
+         return Flag(MPG_GetImage(MPG_IMAGE_JPEG, in[0].c_str(), out.c_str(), 0, 100));
+       }},
+      {"jpeg by second",
+       {film},
+       "jpg",
+       Fate::kKept,
+       false,
+       [](const Paths& in, const auto& out) {
+         return Flag(MPG_GetImageJPG(in[0].c_str(), out.c_str(), 1, 30));
+       }},
+      {"bitmap", {film}, "", Fate::kWhatItWas, false, Bitmap},
+  };
+}
+
+}  // namespace
+
+const std::vector<Operation>& Operations() {
+  static const std::vector<Operation> operations = MakeOperations();
+  return operations;
+}
+
+}  // namespace test

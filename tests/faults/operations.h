@@ -1,0 +1,38 @@
+// One table of everything that the library does, for tests that hold of all operations.
+#pragma once
+
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace test {
+
+/// What a failure leaves of the output.
+enum class Fate {
+  kKept,       // what was written so far
+  kDeleted,    // nothing
+  kRestored,   // the old file, in place; the operation works on a copy of its first input
+  kWhatItWas,  // there is no output, or only success touches it
+};
+
+struct Outcome {
+  bool isSuccess = false;
+  /// Everything else that the host was told, to be compared.
+  std::string answer = {};
+};
+
+struct Operation {
+  const char* name;
+  std::vector<std::string> inputs;
+  /// Of the output's name, without dot; "" where no file is written.
+  const char* extension;
+  Fate fate;
+  /// The inputs' copies that a success deletes are all of them, or none.
+  bool deletesInputs;
+  std::function<Outcome(const std::vector<std::string>& inputs, const std::string& output)> run;
+};
+
+/// Of short media, made on first use.
+const std::vector<Operation>& Operations();
+
+}  // namespace test
