@@ -24,12 +24,20 @@ inline int Check(int result) {
   return result;
 }
 
+constexpr std::int32_t kOutOfMemory = -12;  // AVERROR(ENOMEM)
+
 /// Passes on a freshly allocated object; throws Error(ENOMEM) when there is none.
 template <class T>
 T* CheckAllocated(T* object) {
-  constexpr std::int32_t kOutOfMemory = -12;  // AVERROR(ENOMEM)
   if (object == nullptr) throw Error(kOutOfMemory);
   return object;
+}
+
+/// Passes on a result of which failures are tolerated, such as that of a broken packet; throws
+/// Error(ENOMEM) where memory ran out, which is no property of the packet.
+inline int RequireMemory(int result) {
+  if (result == kOutOfMemory) throw Error(result);
+  return result;
 }
 
 }  // namespace mpg

@@ -54,9 +54,9 @@ enum class Decoded { kPicture, kNothing, kError };
 
 // One packet in, at most one picture out.
 Decoded Decode(AVCodecContext& decoder, const AVPacket& packet, AVFrame& picture) {
-  const int sent = avcodec_send_packet(&decoder, &packet);
+  const int sent = RequireMemory(avcodec_send_packet(&decoder, &packet));
   if (sent < 0 && sent != AVERROR_EOF) return Decoded::kError;
-  const int received = avcodec_receive_frame(&decoder, &picture);
+  const int received = RequireMemory(avcodec_receive_frame(&decoder, &picture));
   if (received >= 0) return Decoded::kPicture;
   return received == AVERROR(EAGAIN) ? Decoded::kNothing : Decoded::kError;
 }
@@ -226,14 +226,15 @@ Samples FindSamples(VideoSource& source, std::uint32_t second) {
 bool GrabFrameByPercent(const GrabRequest& request, ImageFormat format, const char* outputPath,
                         std::int32_t position, std::uint32_t quality) {
   RequireOtherFile(outputPath, request.inputPath);
+  const platform::Path output = outputPath;  // before memory may run out
   bool written = false;
   try {
     written = TryGrabByPercent(request, format, outputPath, position, quality);
   } catch (const std::exception&) {
     // Whatever it was, the output goes.
   }
-  if (written && platform::FileSize(outputPath) > 0) return true;
-  platform::RemoveFile(outputPath);
+  if (written && platform::FileSize(output) > 0) return true;
+  platform::RemoveFile(output);
   return false;
 }
 

@@ -8,9 +8,7 @@ namespace {
 
 CodecPtr MakeContext(const AVCodec* codec) {
   if (codec == nullptr) throw Error(AVERROR_UNKNOWN);
-  CodecPtr context(avcodec_alloc_context3(codec));
-  if (context == nullptr) throw Error(AVERROR_UNKNOWN);
-  return context;
+  return CodecPtr(CheckAllocated(avcodec_alloc_context3(codec)));
 }
 
 CodecPtr OpenDecoder(const AVCodecParameters& parameters, AVRational packetTimeBase,
@@ -56,7 +54,8 @@ void DescribeEncoder(const AVCodecContext& encoder, AVStream& target) {
 
 int DecodedChannels(const AVCodecParameters& parameters) try {
   return OpenDecoder(parameters)->ch_layout.nb_channels;
-} catch (const Error&) {
+} catch (const Error& error) {
+  if (error.Code() == AVERROR(ENOMEM)) throw;
   return 0;
 }
 

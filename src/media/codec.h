@@ -29,16 +29,17 @@ void OpenEncoder(AVCodecContext& encoder, const AVOutputFormat& muxer);
 void DescribeEncoder(const AVCodecContext& encoder, AVStream& target);
 
 /// Gives a decoder a packet (null: there are no more) and takes every frame that comes out; `take`
-/// runs for each. 0 or the negative code of the first step that failed.
+/// runs for each. 0 or the negative code of the first step that failed. Throws Error(ENOMEM).
 template <class Take>
 int DecodePacket(AVCodecContext& decoder, const AVPacket* packet, AVFrame& frame, Take take) {
   int result = avcodec_send_packet(&decoder, packet);
   if (result == AVERROR_EOF) result = 0;
   while (result >= 0 && (result = avcodec_receive_frame(&decoder, &frame)) >= 0) take();
-  return result == AVERROR(EAGAIN) || result == AVERROR_EOF ? 0 : result;
+  return result == AVERROR(EAGAIN) || result == AVERROR_EOF ? 0 : RequireMemory(result);
 }
 
-/// Channels that the stream's decoder reports once it is open; 0 when it can't be opened.
+/// Channels that the stream's decoder reports once it is open; 0 when it can't be opened. Throws
+/// Error(ENOMEM).
 int DecodedChannels(const AVCodecParameters& parameters);
 
 }  // namespace mpg

@@ -34,7 +34,7 @@ class WriteFailures {
 
   /// Takes the result of a write; throws Error with it when it is one failure too many.
   void Count(int result) {
-    if (result < 0 && count_++ == tolerated_) throw Error(result);
+    if (RequireMemory(result) < 0 && count_++ == tolerated_) throw Error(result);
   }
 
   int Number() const { return count_; }

@@ -101,8 +101,9 @@ bool Probe(const char* path, Extent extent, MediaInfo& info) try {
     const Input input(std::move(file));
     hasVideo = extent == Extent::kVideoAndAudio && FillVideo(input, info);
     hasAudio = FillAudio(input, info);
-  } catch (const Error&) {
+  } catch (const Error& error) {
     // The header's values stand all the same.
+    if (error.Code() == AVERROR(ENOMEM)) throw;
   }
   FillFromHeader(headerDuration, headerBitRate, info);
   return hasVideo || hasAudio;

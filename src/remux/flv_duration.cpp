@@ -21,14 +21,16 @@ using Bytes = std::vector<std::uint8_t>;
 // A name beside a file; nothing stands there when the repair is over.
 class TemporaryName {
  public:
-  explicit TemporaryName(const char* path) : name_(std::string(path) + ".tmp") {}
+  explicit TemporaryName(const char* path) : name_(std::string(path) + ".tmp"), path_(name_) {}
   TemporaryName(const TemporaryName&) = delete;
   TemporaryName& operator=(const TemporaryName&) = delete;
-  ~TemporaryName() { platform::RemoveFile(Get()); }
+  ~TemporaryName() { Remove(); }
   const char* Get() const { return name_.c_str(); }
+  void Remove() const { platform::RemoveFile(path_); }
 
  private:
   std::string name_;
+  platform::Path path_;
 };
 
 void RequireDecodableAudio(const Input& input) {
@@ -76,7 +78,7 @@ void AddPadding(AVDictionary*& metadata, std::size_t bytes) {
 
 enum class MuxerEntry { kLeftOut, kWritten };
 
-platform::File Open(const char* path, platform::Access access) {
+platform::File Open(const platform::Path& path, platform::Access access) {
   platform::File file;
   Check(file.Open(path, access));
   return file;
@@ -105,7 +107,7 @@ Bytes MakeHeader(const Input& input, const TemporaryName& temporary, MuxerEntry 
   if (muxerEntry == MuxerEntry::kLeftOut) format.flags |= AVFMT_FLAG_BITEXACT;
   if (padding > 0) AddPadding(format.metadata, padding);
   // A link that stands there would lead the muxer to another file.
-  platform::RemoveFile(temporary.Get());
+  temporary.Remove();
   ExitOnFailure([&] { output.CreateFile(); });
   output.WriteHeader();
   output.CloseUnfinished();
@@ -141,7 +143,9 @@ void RepairFlvDuration(const char* path) {
   ReplaceFileStart(path, header);
 }
 
-void ReplaceFileStart(const char* path, std::span<const std::uint8_t> bytes) {
+void ReplaceFileStart(const char* name, std::span<const std::uint8_t> bytes) {
+  // Everything that takes memory comes before the file is touched.
+  const platform::Path path = name;
   Bytes original(bytes.size());
   Check(Open(path, platform::Access::kRead).ReadAt(0, original));
   platform::File file = Open(path, platform::Access::kUpdate);

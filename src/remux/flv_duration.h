@@ -14,6 +14,6 @@ void RepairFlvDuration(const char* path);
 
 /// Puts bytes over the beginning of a file. When that fails midway the old ones are put back.
 /// Throws Error with the system's code.
-void ReplaceFileStart(const char* path, std::span<const std::uint8_t> bytes);
+void ReplaceFileStart(const char* name, std::span<const std::uint8_t> bytes);
 
 }  // namespace mpg

@@ -2,8 +2,8 @@
 
 #include <algorithm>
 #include <array>
+#include <map>
 #include <optional>
-#include <set>
 #include <string_view>
 #include <utility>
 
@@ -111,9 +111,11 @@ class SegmentJoin {
     packets_ += result.packets;
     const bool isWhole = result.code == 0 && result.isComplete;
     if (isWhole && result.packets > 0) {
-      copied_.insert(index);
+      copied_.emplace(index, list_.paths[index]);
       // An initialisation alone is in the output with the first fragment behind it.
-      if (!segment.initialisation.empty() && isInitialisationAlone_) copied_.insert(initialised_);
+      if (!segment.initialisation.empty() && isInitialisationAlone_) {
+        copied_.emplace(initialised_, list_.paths[initialised_]);
+      }
     }
     if (segment.initialisation.empty() && segment.input) {
       initialised_ = index;
@@ -147,7 +149,7 @@ class SegmentJoin {
   }
 
   void DeleteCopiedSegments() {
-    for (const std::size_t index : copied_) platform::RemoveFile(list_.paths[index].c_str());
+    for (const auto& [index, path] : copied_) platform::RemoveFile(path);
   }
 
   const SegmentList& list_;
@@ -156,9 +158,9 @@ class SegmentJoin {
   Output output_;
   WriteFailures failures_{kToleratedWriteFailures};
   Opening first_;
-  std::int64_t packets_ = 0;      // that the output was given
-  std::set<std::size_t> copied_;  // entries of which nothing was left out
-  std::size_t initialised_ = 0;   // the last entry that could be opened by itself
+  std::int64_t packets_ = 0;                      // that the output was given
+  std::map<std::size_t, platform::Path> copied_;  // entries of which nothing was left out
+  std::size_t initialised_ = 0;                   // the last entry that could be opened by itself
   bool isInitialisationAlone_ = false;
 };
 

@@ -1,5 +1,6 @@
 #include "faults/operations.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <string_view>
 
@@ -201,6 +202,19 @@ std::vector<Operation> MakeOperations() {
 const std::vector<Operation>& Operations() {
   static const std::vector<Operation> operations = MakeOperations();
   return operations;
+}
+
+std::vector<int> Places(int calls) {
+  constexpr int kSpread = 6;
+  constexpr int kLast = 4;
+  const char* const sweep = std::getenv("MPG_SWEEP");
+  const bool isWhole = sweep != nullptr && std::string_view(sweep) == "whole";
+  const int step = isWhole ? 1 : std::max(1, calls / kSpread);
+  std::vector<int> places;
+  for (int place = 1; place <= calls; ++place) {
+    if ((place - 1) % step == 0 || place > calls - kLast) places.push_back(place);
+  }
+  return places;
 }
 
 }  // namespace test

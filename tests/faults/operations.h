@@ -35,4 +35,8 @@ struct Operation {
 /// Of short media, made on first use.
 const std::vector<Operation>& Operations();
 
+/// At which of so many calls to let one fail, counted from 1: some from all over and the last ones,
+/// where files are finished. All with MPG_SWEEP=whole in the environment.
+std::vector<int> Places(int calls);
+
 }  // namespace test
