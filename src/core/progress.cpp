@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <atomic>
-#include <limits>
 
 namespace mpg {
 namespace {
@@ -10,6 +9,29 @@ namespace {
 // Hosts should set it only between operations; atomic so that one which doesn't sees an old or a
 // new value, nothing else.
 std::atomic<std::int32_t> percent100{100};
+
+std::uint64_t Magnitude(std::int64_t value) {
+  const auto bits = static_cast<std::uint64_t>(value);
+  return value < 0 ? 0 - bits : bits;
+}
+
+// scale x part / total for a part below the total, whose product may exceed 64 bits: bit by bit,
+// like long division on paper.
+std::uint64_t ShareOf(std::uint64_t scale, std::uint64_t part, std::uint64_t total) {
+  std::uint64_t quotient = 0;
+  std::uint64_t rest = 0;
+  const auto add = [&](std::uint64_t summand) {
+    const bool isFull = summand >= total - rest;
+    rest = isFull ? summand - (total - rest) : rest + summand;
+    if (isFull) ++quotient;
+  };
+  for (int bit = 31; bit >= 0; --bit) {
+    quotient *= 2;
+    add(rest);
+    if ((scale >> bit & 1) != 0) add(part);
+  }
+  return quotient;
+}
 
 }  // namespace
 
@@ -21,21 +43,29 @@ void SetPercent100(std::int32_t value) noexcept {
   percent100.store(value, std::memory_order_relaxed);
 }
 
-std::int64_t PercentOf(std::int64_t position, std::int64_t total) noexcept {
-  __extension__ using Wide = __int128;
-  using Limits = std::numeric_limits<std::int64_t>;
-  const Wide quotient = Wide{Percent100()} * position / total;
-  return static_cast<std::int64_t>(std::clamp(quotient, Wide{Limits::min()}, Wide{Limits::max()}));
+std::int32_t PercentOf(std::int64_t position, std::int64_t total) noexcept {
+  const std::int32_t scale = Percent100();
+  const bool isNegative = ((scale < 0) != (position < 0)) != (total < 0);
+  const std::uint64_t limit = isNegative ? std::uint64_t{1} << 31 : (std::uint64_t{1} << 31) - 1;
+  const std::uint64_t whole = Magnitude(position) / Magnitude(total);
+  const std::uint64_t rest = Magnitude(position) % Magnitude(total);
+  std::uint64_t quotient = ShareOf(Magnitude(scale), rest, Magnitude(total));
+  if (scale != 0) quotient += Magnitude(scale) * std::min(whole, limit);
+  const auto percent = static_cast<std::int64_t>(std::min(quotient, limit));
+  return static_cast<std::int32_t>(isNegative ? -percent : percent);
 }
 
-Answer Progress::ReportRise(std::int64_t percent) {
-  if (!IsRise(percent)) return Answer::kGoOn;
-  return Report(static_cast<std::int32_t>(percent));
+Answer Progress::ReportRise(std::int32_t percent) {
+  return IsRise(percent) ? Report(percent) : Answer::kGoOn;
 }
 
-Answer Progress::ReportRiseClamped(std::int64_t percent) {
-  if (!IsRise(percent)) return Answer::kGoOn;
-  return Report(std::min(static_cast<std::int32_t>(percent), Percent100()));
+Answer Progress::ReportRiseClamped(std::int32_t percent) {
+  return IsRise(percent) ? Report(std::min(percent, Percent100())) : Answer::kGoOn;
+}
+
+Answer Progress::AskAgain() {
+  constexpr int kCallsWithoutReport = 20;
+  return ++asked_ % kCallsWithoutReport == 0 ? Report(last_) : Answer::kGoOn;
 }
 
 Answer Progress::Report(std::int32_t percent) {

@@ -13,9 +13,8 @@ std::int32_t Percent100() noexcept;
 void SetPercent100(std::int32_t value) noexcept;
 
 /// percent100 x position / total, cut off toward zero; position and total in one unit. Exact for
-/// any arguments: the product may exceed 64 bits, a quotient that does is held at their limits.
-/// total must not be 0.
-std::int64_t PercentOf(std::int64_t position, std::int64_t total) noexcept;
+/// any arguments; a quotient beyond 32 bits is held at their limits. total must not be 0.
+std::int32_t PercentOf(std::int64_t position, std::int64_t total) noexcept;
 
 /// What the host wants after a report.
 enum class Answer { kGoOn, kStop };
@@ -27,14 +26,17 @@ class Progress {
       : callback_(callback), context_(context) {}
 
   /// True for a percent greater than the last one reported (0 at first).
-  bool IsRise(std::int64_t percent) const noexcept { return percent > last_; }
+  bool IsRise(std::int32_t percent) const noexcept { return percent > last_; }
 
   /// Reports a percent only when it is a rise.
-  Answer ReportRise(std::int64_t percent);
+  Answer ReportRise(std::int32_t percent);
 
   /// The same, but what is reported and remembered never exceeds percent100: a percent beyond it
   /// is reported as percent100, again each time.
-  Answer ReportRiseClamped(std::int64_t percent);
+  Answer ReportRiseClamped(std::int32_t percent);
+
+  /// Repeats the last value every 20 calls: for what takes time where no percent rises.
+  Answer AskAgain();
 
   /// Reports unconditionally.
   Answer Report(std::int32_t percent);
@@ -46,6 +48,7 @@ class Progress {
   ProgressCallback callback_;
   std::uint64_t context_;
   std::int32_t last_ = 0;
+  int asked_ = 0;
 };
 
 }  // namespace mpg

@@ -141,11 +141,11 @@ class SegmentJoin {
   }
 
   Answer Report(std::size_t entries) {
-    const std::int64_t percent = PercentOf(static_cast<std::int64_t>(entries),
+    const std::int32_t percent = PercentOf(static_cast<std::int64_t>(entries),
                                            static_cast<std::int64_t>(list_.paths.size()));
     // Above it only on a negative scale.
     if (percent > Percent100()) return Answer::kGoOn;
-    return progress_.Report(static_cast<std::int32_t>(percent));
+    return progress_.Report(percent);
   }
 
   void DeleteCopiedSegments() {

@@ -12,8 +12,10 @@ namespace {
 
 constexpr std::int64_t kMax = std::numeric_limits<std::int64_t>::max();
 constexpr std::int64_t kMin = std::numeric_limits<std::int64_t>::min();
+constexpr std::int64_t kMost = std::numeric_limits<std::int32_t>::max();
+constexpr std::int64_t kLeast = std::numeric_limits<std::int32_t>::min();
 
-TEST(PercentOf, IsExactForAnyScaleAndCutsOffTowardZero) {
+TEST(PercentOf, IsExactForAnyScaleWithin32Bits) {
   struct Case {
     std::int32_t percent100;
     std::int64_t position, total, expected;
@@ -27,9 +29,14 @@ TEST(PercentOf, IsExactForAnyScaleAndCutsOffTowardZero) {
       {-100, 1, 2, -50},
       // The product needs more than 64 bits.
       {2147483647, 4'000'000'000'000'000, 8'000'000'000'000'000, 1073741823},
-      {2147483647, kMax, 1, kMax},
-      {-1, kMin, 1, kMax},
-      {100, kMin, -1, kMax},
+      {2147483647, 3, 2, kMost},
+      {2147483647, kMax - 1, kMax, kMost - 1},
+      {2147483647, kMax, 1, kMost},
+      {-1, kMin, 1, kMost},
+      {100, kMin, -1, kMost},
+      {100, kMin, 1, kLeast},
+      {1, kMin, kMin, 1},
+      {0, kMax, 1, 0},
   };
   for (const Case& c : kCases) {
     const test::Percent100Is scale(c.percent100);
@@ -41,14 +48,14 @@ TEST(PercentOf, IsExactForAnyScaleAndCutsOffTowardZero) {
 TEST(Progress, ReportsOnlyRises) {
   test::ProgressLog log;
   Progress progress(test::ProgressLog::Callback, log.Context());
-  for (const std::int64_t percent : {0, 3, 3, 2, 10, -5, 11}) progress.ReportRise(percent);
+  for (const std::int32_t percent : {0, 3, 3, 2, 10, -5, 11}) progress.ReportRise(percent);
   EXPECT_EQ(log.Reports(), (std::vector<std::int32_t>{3, 10, 11}));
 }
 
 TEST(Progress, RepeatsTheEndWhereTheValueIsClamped) {
   test::ProgressLog log;
   Progress progress(test::ProgressLog::Callback, log.Context());
-  for (const std::int64_t percent : {40, 120, 130, 90}) progress.ReportRiseClamped(percent);
+  for (const std::int32_t percent : {40, 120, 130, 90}) progress.ReportRiseClamped(percent);
   EXPECT_EQ(log.Reports(), (std::vector<std::int32_t>{40, 100, 100}));
 }
 
