@@ -29,13 +29,25 @@ void OpenEncoder(AVCodecContext& encoder, const AVOutputFormat& muxer);
 void DescribeEncoder(const AVCodecContext& encoder, AVStream& target);
 
 /// Gives a decoder a packet (null: there are no more) and takes every frame that comes out; `take`
-/// runs for each. 0 or the negative code of the first step that failed. Throws Error(ENOMEM).
+/// runs for each. 0 or the negative code of the first step that failed; what the decoder still
+/// holds behind the last packet comes out all the same. Throws Error(ENOMEM).
 template <class Take>
 int DecodePacket(AVCodecContext& decoder, const AVPacket* packet, AVFrame& frame, Take take) {
-  int result = avcodec_send_packet(&decoder, packet);
-  if (result == AVERROR_EOF) result = 0;
-  while (result >= 0 && (result = avcodec_receive_frame(&decoder, &frame)) >= 0) take();
-  return result == AVERROR(EAGAIN) || result == AVERROR_EOF ? 0 : RequireMemory(result);
+  // No decoder holds more.
+  constexpr int kMostFailures = 100;
+  int failure = RequireMemory(avcodec_send_packet(&decoder, packet));
+  if (failure == AVERROR_EOF) failure = 0;
+  for (int failures = 0; failure >= 0 || (packet == nullptr && failures < kMostFailures);) {
+    const int result = RequireMemory(avcodec_receive_frame(&decoder, &frame));
+    if (result == AVERROR(EAGAIN) || result == AVERROR_EOF) break;
+    if (result >= 0) {
+      take();
+    } else {
+      ++failures;
+      if (failure >= 0) failure = result;
+    }
+  }
+  return failure < 0 ? failure : 0;
 }
 
 /// Channels that the stream's decoder reports once it is open; 0 when it can't be opened. Throws

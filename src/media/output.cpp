@@ -17,6 +17,18 @@ const AVOutputFormat& Guess(const char* shortName, const char* path) {
   return *muxer;
 }
 
+// Apple's players refuse the tag that FFmpeg chooses. The other one promises that the parameter
+// sets stand in the header.
+void ChooseTag(const AVOutputFormat& muxer, const AVStream& stream) {
+  constexpr std::string_view kMuxers[] = {"mp4", "mov"};
+  AVCodecParameters& parameters = *stream.codecpar;
+  const bool hasSets = parameters.codec_id == AV_CODEC_ID_HEVC && parameters.extradata_size > 0;
+  if (!hasSets || parameters.codec_tag != 0) return;
+  if (std::ranges::count(kMuxers, muxer.name) > 0) {
+    parameters.codec_tag = MKTAG('h', 'v', 'c', '1');
+  }
+}
+
 // The filter that puts start codes before the stream's units in place of their lengths; null where
 // the units have start codes already, or the muxer takes care of it.
 const char* RepackagerName(const AVOutputFormat& muxer, const AVCodecParameters& parameters) {
@@ -99,6 +111,8 @@ void Output::PrepareRepackaging() {
 }
 
 void Output::WriteHeader() {
+  for (unsigned i = 0; i < format_->nb_streams; ++i)
+    ChooseTag(*format_->oformat, *format_->streams[i]);
   PrepareRepackaging();
   Check(avformat_write_header(format_.get(), nullptr));
 }
@@ -114,6 +128,7 @@ int Output::Write(AVPacket& packet) {
   }
   if (result >= 0) result = av_interleaved_write_frame(format_.get(), &packet);
   av_packet_unref(&packet);
+  if (result >= 0) hasPackets_ = true;
   return result;
 }
 

@@ -75,6 +75,9 @@ class Output {
   /// time base. 0 or a negative code, which may speak of an earlier packet.
   [[nodiscard]] int Write(AVPacket& packet);
 
+  /// True once the muxer took a packet. An output without any is of no use to anyone.
+  bool HasPackets() const { return hasPackets_; }
+
   /// Writes everything that waits for packets of other streams. Once a stream has ended, what the
   /// others still bring would pile up in memory without it. Throws what `failures` throws.
   void FlushQueue(WriteFailures& failures);
@@ -98,6 +101,7 @@ class Output {
   platform::Path path_;
   OnFailure onFailure_;
   bool deleteFile_ = false;
+  bool hasPackets_ = false;
   std::optional<FileIo> io_;
   OutputFormatPtr format_;
   std::vector<BitstreamFilterPtr> repackagers_;  // by stream index; most are null
