@@ -26,6 +26,15 @@ bool KeyPictureFollows(Input& input, const AVStream& stream, std::int64_t wanted
   return false;
 }
 
+// For streams in which no packet counts as a key picture: the decoder finds out where it can begin.
+// Transport and program streams are read from their first byte on.
+int SeekToStart(const Input& input, AVCodecContext& decoder, const AVStream& stream) {
+  const bool hasBytes = (input.Context()->iformat->flags & AVFMT_TS_DISCONT) != 0;
+  if (hasBytes && Seek(input, decoder, -1, 0, AVSEEK_FLAG_BYTE) >= 0) return 0;
+  return Seek(input, decoder, stream.index, TimeStampAt(stream, 0),
+              AVSEEK_FLAG_ANY | AVSEEK_FLAG_BACKWARD);
+}
+
 }  // namespace
 
 std::int64_t TimeStampAt(const AVStream& stream, std::uint32_t second) {
@@ -57,10 +66,18 @@ int SeekVideoToSecond(Input& input, AVCodecContext& decoder, const AVStream& str
     }
     if (second == 0) break;
   }
-  if (second != 0 || result < 0) return second == 0 ? -1 : result;
-  // Decoding starts ahead of the first picture's time.
-  const std::int64_t secondOfTicks = av_rescale(1, stream.time_base.den, stream.time_base.num);
-  return seek(TimeStampAt(stream, 0) - secondOfTicks, AVSEEK_FLAG_BACKWARD);
+  if (second == 0 && result >= 0) {
+    // Decoding starts ahead of the first picture's time.
+    const std::int64_t secondOfTicks = av_rescale(1, stream.time_base.den, stream.time_base.num);
+    const std::int64_t ahead = TimeStampAt(stream, 0) - secondOfTicks;
+    seek(ahead, AVSEEK_FLAG_BACKWARD);
+    const bool isUsable = KeyPictureFollows(input, stream, wanted);
+    result = seek(ahead, AVSEEK_FLAG_BACKWARD);
+    if (isUsable) return result;
+  }
+  const int start = SeekToStart(input, decoder, stream);
+  if (start >= 0) return start;
+  return second == 0 ? -1 : result;
 }
 
 }  // namespace mpg
