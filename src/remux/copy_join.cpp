@@ -4,6 +4,7 @@
 
 #include "media/output.h"
 #include "media/stream_copy.h"
+#include "media/stream_span.h"
 #include "media/timestamps.h"
 #include "remux/timestamp_maker.h"
 
@@ -66,6 +67,7 @@ class CopyJoin {
     // The file ends there, but not on purpose.
     Check(work_.video.FileError());
     Check(work_.audio.FileError());
+    if (!stopped_ && !output_.HasPackets()) throw Error(AVERROR_INVALIDDATA);
   }
 
  private:
@@ -90,8 +92,8 @@ class CopyJoin {
     }
     videoWasRead_ = true;
     MakeMissingTimeStamps(video_);
-    if (total_ != 0 &&
-        progress_.ReportRiseClamped(PercentOf(packet_->pts, total_)) == Answer::kStop) {
+    if (total_ != 0 && progress_.ReportRiseClamped(PercentOf(FromStart(packet_->pts, video_.source),
+                                                             total_)) == Answer::kStop) {
       stopped_ = true;
       return;
     }

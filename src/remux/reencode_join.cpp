@@ -4,6 +4,7 @@
 
 #include "media/output.h"
 #include "media/stream_copy.h"
+#include "media/stream_span.h"
 #include "media/timestamps.h"
 #include "remux/timestamp_maker.h"
 #include "transcode/audio_pipeline.h"
@@ -63,7 +64,8 @@ class ReencodeJoin {
     if (read < 0) return FailOnVideo(read);
     if (!IsKnown(packet_->pts)) timeStampMaker_.Stamp(*packet_, *video_.source);
     videoPts_ = packet_->pts;
-    if (Report() == Answer::kStop) return false;
+    stopped_ = Report() == Answer::kStop;
+    if (stopped_) return false;
 
     MovePacket(*packet_, *video_.source, *video_.target);
     const int written = output_.Write(*packet_);
@@ -71,9 +73,9 @@ class ReencodeJoin {
   }
 
   Answer Report() {
-    const std::int64_t total = video_.source->duration;
-    if (!IsKnown(total) || total == 0) return Answer::kGoOn;
-    return progress_.ReportRise(PercentOf(videoPts_, total));
+    const std::int64_t total = LengthOf(*video_.source, videoInput_);
+    if (total == 0) return Answer::kGoOn;
+    return progress_.ReportRise(PercentOf(FromStart(videoPts_, *video_.source), total));
   }
 
   bool FailOnVideo(int code) {
@@ -87,6 +89,7 @@ class ReencodeJoin {
     Check(videoError_);
     Check(videoInput_.FileError());
     Check(audio_.input.FileError());
+    if (!stopped_ && !output_.HasPackets()) throw Error(AVERROR_INVALIDDATA);
   } catch (const Error&) {
     Check(videoError_);
     throw;
@@ -102,6 +105,7 @@ class ReencodeJoin {
   PacketPtr packet_ = MakePacket();
   std::int64_t videoPts_ = 0;  // of the last packet read, in its input's time base
   int videoError_ = 0;
+  bool stopped_ = false;
 };
 
 }  // namespace

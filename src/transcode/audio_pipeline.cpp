@@ -68,6 +68,11 @@ AudioPipeline::AudioPipeline(AudioReencode& audio, Output& output, int tolerated
   audio_.input.ReadOnly(*audio_.source);
 }
 
+void AudioPipeline::KeepTogetherWith(int stream) {
+  const bool mayJump = (audio_.input.Context()->iformat->flags & AVFMT_TS_DISCONT) != 0;
+  if (mayJump) audio_.input.ReadOnly({audio_.source->index, stream});
+}
+
 int AudioPipeline::FrameSize() const {
   return audio_.encoder->frame_size > 0 ? audio_.encoder->frame_size : kFreeFrameSize;
 }
@@ -99,24 +104,37 @@ int AudioPipeline::DecodeAudioFrame(AVFrame& frame, bool& dataPresent, bool& fin
   // A packet may hold several frames, and a decoder takes none before those are out.
   int result = avcodec_receive_frame(audio_.decoder.get(), &frame);
   if (result == AVERROR(EAGAIN)) {
-    result = SendNextPacket(finished);
+    result = SendNextPacket();
     if (result < 0) return result;
     result = avcodec_receive_frame(audio_.decoder.get(), &frame);
   }
   if (result == AVERROR(EAGAIN)) return 0;
+  if (result == AVERROR_EOF) finished = true;
   if (result < 0) return result;
   dataPresent = true;
   return 0;
 }
 
-int AudioPipeline::SendNextPacket(bool& finished) {
-  int result = audio_.input.Read(*packet_);
-  if (result == AVERROR_EOF) finished = true;
-  if (result < 0) return result;
-  if (timing_.currentPts == kNotYet && !knowsOrigin_) LearnPriming(*packet_);
-  result = avcodec_send_packet(audio_.decoder.get(), packet_.get());
+// At the end of the input the decoder is told so; what it still holds comes then.
+int AudioPipeline::SendNextPacket() {
+  int result = ReadSound();
+  if (result < 0 && result != AVERROR_EOF) return result;
+  const bool isEnd = result == AVERROR_EOF;
+  if (!isEnd && timing_.currentPts == kNotYet && !knowsOrigin_) LearnPriming(*packet_);
+  result = avcodec_send_packet(audio_.decoder.get(), isEnd ? nullptr : packet_.get());
   av_packet_unref(packet_.get());
   return result == AVERROR_EOF ? 0 : result;
+}
+
+int AudioPipeline::ReadSound() {
+  for (;;) {
+    const int result = audio_.input.Read(*packet_);
+    if (result < 0) return result;
+    const AVStream& stream =
+        *audio_.input.Streams()[static_cast<std::size_t>(packet_->stream_index)];
+    clock_.Follow(*packet_, stream);
+    if (packet_->stream_index == audio_.source->index) return 0;
+  }
 }
 
 // Most containers put the samples that only prime the decoder before time 0; MP3 files count them

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 
+#include "media/continuous_clock.h"
 #include "transcode/audio_reencode.h"
 
 namespace mpg {
@@ -31,6 +32,10 @@ class AudioPipeline {
   AudioPipeline(AudioReencode& audio, Output& output, int toleratedBadPackets = 0,
                 std::int64_t origin = AV_NOPTS_VALUE);
 
+  /// Before the first step: reads this stream of the input, too, so that the sound follows the
+  /// jumps of its clock.
+  void KeepTogetherWith(int stream);
+
   /// Runs the steps below until the encoder got at least one frame more, at the end of the input
   /// until it gave everything away. False at the end. Throws Error.
   bool ProducePiece();
@@ -58,7 +63,8 @@ class AudioPipeline {
  private:
   void Fill(bool& finished);
   void Drain();
-  int SendNextPacket(bool& finished);
+  int SendNextPacket();
+  int ReadSound();
   void LearnPriming(const AVPacket& packet);
   int FollowFormat(const AVFrame& frame);
   std::int64_t TimeOf(const AVFrame& frame) const;
@@ -75,6 +81,7 @@ class AudioPipeline {
   const SampleLayout encoded_;
   ResamplerPtr resampler_;
   AudioFifoPtr fifo_;
+  ContinuousClock clock_;
   PacketPtr packet_ = MakePacket();
   FramePtr decodedFrame_ = MakeFrame();
   FramePtr converted_;

@@ -1,19 +1,13 @@
 #include "transcode/audio_shift.h"
 
-#include "media/timestamps.h"
+#include "media/stream_span.h"
 #include "transcode/same_container.h"
 
 namespace mpg {
 namespace {
 
 constexpr AVRational kMilliseconds{1, 1000};
-
-Answer Report(const AVPacket& packet, const AVStream& video, Progress& progress) {
-  if (!IsKnown(video.duration) || video.duration == 0 || !IsKnown(packet.pts)) {
-    return Answer::kGoOn;
-  }
-  return progress.ReportRise(PercentOf(packet.pts, video.duration));
-}
+constexpr int kSoundBesidePictures = 100;  // packets
 
 }  // namespace
 
@@ -21,17 +15,23 @@ void ShiftAudio(const char* inputPath, const char* outputPath, std::int32_t mill
                 Progress progress) {
   SameContainerCopy copy(inputPath, outputPath);
   copy.WriteHeader();
-  const PacketPtr packet = MakePacket();
-  int result = 0;
-  while ((result = copy.File().Read(*packet)) == 0) {
-    if (copy.IsAudio(*packet)) {
-      copy.Write(*packet, milliseconds, kMilliseconds);
-    } else {
-      if (Report(*packet, *copy.Video().source, progress) == Answer::kStop) break;
-      copy.Write(*packet);
+  const AVStream& video = *copy.Video().source;
+  const std::int64_t total = LengthOf(video, copy.File());
+  int soundInARow = 0;
+  copy.ReadPackets([&](AVPacket& packet) {
+    if (copy.IsAudio(packet)) {
+      copy.Write(packet, milliseconds, kMilliseconds);
+      // Much sound and no picture: what follows the last one rises no more.
+      return ++soundInARow <= kSoundBesidePictures || progress.AskAgain() == Answer::kGoOn;
     }
-  }
-  if (result != AVERROR_EOF) Check(result);
+    soundInARow = 0;
+    if (total != 0 && IsKnown(packet.pts)) {
+      const std::int32_t percent = PercentOf(FromStart(packet.pts, video), total);
+      if (progress.ReportRise(percent) == Answer::kStop) return false;
+    }
+    copy.Write(packet);
+    return true;
+  });
   copy.Finish();
   progress.ReportEnd();
 }

@@ -39,14 +39,12 @@ void CropVideo(const char* inputPath, const char* outputPath) {
   const CodecPtr decoder = OpenVideoDecoder(copy.File(), *copy.Video().source);
   copy.WriteHeader();
 
-  const PacketPtr packet = MakePacket();
   const FramePtr picture = MakeFrame();
-  int result = 0;
-  while ((result = copy.File().Read(*packet)) == 0) {
-    if (!copy.IsAudio(*packet)) Check(DecodePacket(*decoder, packet.get(), *picture, [] {}));
-    copy.Write(*packet);
-  }
-  if (result != AVERROR_EOF) Check(result);
+  copy.ReadPackets([&](AVPacket& packet) {
+    if (!copy.IsAudio(packet)) Check(DecodePacket(*decoder, &packet, *picture, [] {}));
+    copy.Write(packet);
+    return true;
+  });
   copy.Finish();
 }
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 
+#include "media/stream_span.h"
 #include "media/timestamps.h"
 #include "transcode/audio_pipeline.h"
 #include "transcode/audio_rates.h"
@@ -42,18 +43,22 @@ class Mp3Conversion {
     AudioPipeline pipeline(audio_, output_, kToleratedBadPackets);
     output_.CreateFile();
     output_.WriteHeader();
-    while (pipeline.ProducePiece() && Report(pipeline.Timing()) == Answer::kGoOn) {
-    }
+    Answer answer = Answer::kGoOn;
+    while (answer == Answer::kGoOn && pipeline.ProducePiece()) answer = Report(pipeline.Timing());
     progress_.ReportEnd();
     output_.Finish();
     Check(audio_.input.FileError());
+    if (answer == Answer::kGoOn && !output_.HasPackets()) throw Error(AVERROR_INVALIDDATA);
   }
 
  private:
-  // Of the input, cut off; 0 when that isn't known.
+  // Of the input, else of its sound, cut off; 0 when that isn't known.
   std::int64_t WholeSeconds() const {
-    const std::int64_t duration = audio_.input.Duration();
-    return IsKnown(duration) ? duration / AV_TIME_BASE : 0;
+    const std::int64_t file = audio_.input.Duration();
+    if (IsKnown(file) && file > 0) return file / AV_TIME_BASE;
+    const AVStream& source = *audio_.source;
+    return av_rescale_q_rnd(LengthOf(source, audio_.input), source.time_base, {1, 1},
+                            AV_ROUND_ZERO);
   }
 
   // After each encoded piece. The percent rises slowly in a long file; the host gets to say stop
@@ -63,11 +68,11 @@ class Mp3Conversion {
     const std::int64_t seconds = WholeSeconds();
     if (seconds == 0 || audio_.decoder->sample_rate == 0) return Answer::kGoOn;
     ++passes_;
-    const std::int64_t percent =
-        PercentOf(timing.durationSum, audio_.encoder->sample_rate) / seconds;
+    const std::int32_t percent =
+        PercentOf(timing.durationSum, audio_.encoder->sample_rate * seconds);
     if (!progress_.IsRise(percent) && passes_ % kPassesWithoutReport != 0) return Answer::kGoOn;
     passes_ = 0;
-    return progress_.Report(static_cast<std::int32_t>(percent));
+    return progress_.Report(percent);
   }
 
   Progress progress_;

@@ -24,13 +24,32 @@ SameContainerCopy::SameContainerCopy(const char* inputPath, const char* outputPa
   audio_.input.ReadOnly({audio_.source->index, video_.source->index});
 }
 
+void SameContainerCopy::ReadPackets(const std::function<bool(AVPacket&)>& take) {
+  const PacketPtr packet = MakePacket();
+  int result = 0;
+  while ((result = File().Read(*packet)) == 0) {
+    clock_.Follow(*packet, IsAudio(*packet) ? *audio_.source : *video_.source);
+    if (!take(*packet)) return;
+  }
+  Check(File().FileError());
+  if (result != AVERROR_EOF) Check(result);
+}
+
+void SameContainerCopy::EndVideo() {
+  hasVideoEnded_ = true;
+  File().ReadOnly(*audio_.source);
+}
+
 void SameContainerCopy::Write(AVPacket& packet, std::int64_t delay, AVRational base) {
   const bool isAudio = IsAudio(packet);
   const AVStream& source = isAudio ? *audio_.source : *video_.source;
   const AVStream& target = isAudio ? *audio_.target : *video_.target;
   MovePacket(packet, source, target);
   DelayPacket(packet, av_rescale_q_rnd(delay, base, target.time_base, AV_ROUND_ZERO));
+  (isAudio ? audioGuard_ : videoGuard_).Place(packet);
   static_cast<void>(output_.Write(packet));
+  WriteFailures ignored(WriteFailures::kUnlimited);
+  if (hasVideoEnded_) output_.FlushQueue(ignored);
 }
 
 void SameContainerCopy::Finish() {

@@ -2,7 +2,11 @@
 // name suggests, with the input's sound as its first stream and the input's video as its second.
 #pragma once
 
+#include <functional>
+
+#include "media/continuous_clock.h"
 #include "media/stream_copy.h"
+#include "media/tick_guard.h"
 #include "transcode/audio_reencode.h"
 
 namespace mpg {
@@ -22,6 +26,13 @@ class SameContainerCopy {
 
   void WriteHeader() { output_.WriteHeader(); }
 
+  /// Reads the file from where it stands to its end and hands on each packet, until `take` says
+  /// that it wants no more. Throws Error where the file can't be read, or what `take` throws.
+  void ReadPackets(const std::function<bool(AVPacket&)>& take);
+
+  /// From now on only the sound is read. What still comes of the pictures doesn't wait for it.
+  void EndVideo();
+
   /// Moves a packet's time stamps into its output stream, later by a time that counts in `base`,
   /// and writes it. What the muxer refuses is lost; bytes that don't reach the disk show in Finish.
   void Write(AVPacket& packet, std::int64_t delay = 0, AVRational base = {1, 1});
@@ -33,6 +44,10 @@ class SameContainerCopy {
   Output output_;
   AudioReencode audio_;
   CopiedStream video_;
+  ContinuousClock clock_;
+  TickGuard audioGuard_;
+  TickGuard videoGuard_;
+  bool hasVideoEnded_ = false;
 };
 
 }  // namespace mpg

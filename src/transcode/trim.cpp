@@ -33,17 +33,17 @@ class Trim {
   void Run() {
     copy_.WriteHeader();
     Check(SeekVideoToSecond(copy_.File(), *decoder_, source_, startSecond_));
-    int result = 0;
-    while (errors_ <= kToleratedErrors && (result = copy_.File().Read(*packet_)) == 0) {
-      if (copy_.IsAudio(*packet_)) {
-        copy_.Write(*packet_, -start_, source_.time_base);
-      } else if (IsWanted(*packet_)) {
-        Decode(packet_.get());
+    copy_.ReadPackets([this](AVPacket& packet) {
+      if (copy_.IsAudio(packet)) {
+        copy_.Write(packet, -start_, source_.time_base);
+      } else if (IsPastEverything(packet)) {
+        FinishVideo();
+      } else if (IsWanted(packet)) {
+        Decode(&packet);
       }
-    }
-    if (result != AVERROR_EOF) Check(result);
-    Decode(nullptr);
-    pictures_.Drain();
+      return errors_ <= kToleratedErrors;
+    });
+    FinishVideo();
     copy_.Finish();
   }
 
@@ -68,6 +68,23 @@ class Trim {
     return !IsKnown(time) || time <= end_;
   }
 
+  // No earlier picture follows. Where only presentation times are known, a second is room enough
+  // for those that come out of turn.
+  bool IsPastEverything(const AVPacket& packet) const {
+    if (IsKnown(packet.dts)) return packet.dts > end_;
+    const std::int64_t second = av_rescale_q(1, {1, 1}, source_.time_base);
+    return IsKnown(packet.pts) && packet.pts > av_sat_add64(end_, second);
+  }
+
+  // As soon as the last picture was read: the file would else hold the rest of the sound first.
+  void FinishVideo() {
+    if (isFinished_) return;
+    isFinished_ = true;
+    Decode(nullptr);
+    pictures_.Drain();
+    copy_.EndVideo();
+  }
+
   void Decode(const AVPacket* packet) {
     const int result = DecodePacket(*decoder_, packet, *picture_, [this] { Keep(); });
     if (result < 0) ++errors_;
@@ -88,9 +105,9 @@ class Trim {
   const std::uint32_t startSecond_;
   const std::int64_t start_;
   const std::int64_t end_;
-  PacketPtr packet_ = MakePacket();
   FramePtr picture_ = MakeFrame();
   int errors_ = 0;
+  bool isFinished_ = false;
 };
 
 }  // namespace

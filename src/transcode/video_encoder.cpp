@@ -80,11 +80,14 @@ void VideoEncoder::Encode(AVFrame& picture, AVRational timeBase) {
   ready.pts = clock;
   // The encoder chooses for itself.
   ready.pict_type = AV_PICTURE_TYPE_NONE;
-  Send(&ready);
+  Send(ready);
 }
 
-void VideoEncoder::Drain() {
-  Send(nullptr);
+void VideoEncoder::Drain(const std::function<bool()>& goOn) {
+  const int result = avcodec_send_frame(&encoder_, nullptr);
+  if (result != AVERROR_EOF) Check(result);
+  while (goOn() && Receive()) {
+  }
 }
 
 AVFrame& VideoEncoder::Scaled(const AVFrame& picture) {
@@ -105,12 +108,18 @@ AVFrame& VideoEncoder::Scaled(const AVFrame& picture) {
   return *scaled_;
 }
 
-void VideoEncoder::Send(const AVFrame* picture) {
-  int result = avcodec_send_frame(&encoder_, picture);
-  if (picture == nullptr && result == AVERROR_EOF) return;
+void VideoEncoder::Send(const AVFrame& picture) {
+  Check(avcodec_send_frame(&encoder_, &picture));
+  while (Receive()) {
+  }
+}
+
+bool VideoEncoder::Receive() {
+  const int result = avcodec_receive_packet(&encoder_, packet_.get());
+  if (result == AVERROR(EAGAIN) || result == AVERROR_EOF) return false;
   Check(result);
-  while ((result = avcodec_receive_packet(&encoder_, packet_.get())) >= 0) Write();
-  if (result != AVERROR(EAGAIN) && result != AVERROR_EOF) Check(result);
+  Write();
+  return true;
 }
 
 void VideoEncoder::Write() {

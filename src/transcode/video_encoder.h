@@ -1,6 +1,7 @@
 // Pictures on their way through an encoder into an output.
 #pragma once
 
+#include <functional>
 #include <queue>
 
 #include "media/codec.h"
@@ -36,11 +37,13 @@ class VideoEncoder {
   /// counts in `timeBase`; one that doesn't rise in the output's is passed over. Throws Error.
   void Encode(AVFrame& picture, AVRational timeBase);
 
-  /// Writes everything that the encoder holds back. Throws Error.
-  void Drain();
+  /// Writes everything that the encoder holds back, as long as `goOn`, which is asked before each
+  /// packet, wants it. Throws Error.
+  void Drain(const std::function<bool()>& goOn = [] { return true; });
 
  private:
-  void Send(const AVFrame* picture);
+  void Send(const AVFrame& picture);
+  bool Receive();
   void Write();
   void PutTimeOfPicture();
   AVFrame& Scaled(const AVFrame& picture);

@@ -99,6 +99,10 @@ bool AsksForVideo(const TranscodeParams& params) {
          params.scalePercent != 0 || params.targetVideoBitRate != 0 || params.videoReencode != 0;
 }
 
+AVCodecID VideoCodec(const TranscodeParams& params, AVCodecID inputCodec) {
+  return FindTarget(params, inputCodec).codecId;
+}
+
 PictureSize RequestedSize(const TranscodeParams& params, PictureSize input) {
   PictureSize size{params.targetWidth, params.targetHeight};
   if (params.targetVideoCodec == kH263) {

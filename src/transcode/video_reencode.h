@@ -11,6 +11,10 @@ namespace mpg {
 /// True when any field asks for other pictures than the input's.
 bool AsksForVideo(const TranscodeParams& params);
 
+/// The codec that the parameters ask for. Throws Error(MPG_ERR_INVALID_PARAMETER) for a number out
+/// of range.
+AVCodecID VideoCodec(const TranscodeParams& params, AVCodecID inputCodec);
+
 /// Width and height that the parameters ask for; 0 x 0 keeps the input's.
 PictureSize RequestedSize(const TranscodeParams& params, PictureSize input);
 

@@ -1,0 +1,72 @@
+#include "transcode/transcode_pictures.h"
+
+#include <utility>
+
+#include "media/stream_finder.h"
+#include "media/timestamps.h"
+
+namespace mpg {
+
+AVStream* FindUsableVideo(const Input& input, const TranscodeParams& params) {
+  AVStream* const source = FindFirstStream(input.Context(), AVMEDIA_TYPE_VIDEO);
+  const AVCodecID codecId = source == nullptr ? AV_CODEC_ID_NONE : source->codecpar->codec_id;
+  const AVCodecID wanted = VideoCodec(params, codecId);
+  const bool isKnown = !AsksForVideo(params) || avcodec_find_decoder(codecId) != nullptr;
+  return source != nullptr && isKnown && avcodec_find_encoder(wanted) != nullptr ? source : nullptr;
+}
+
+TranscodePictures::TranscodePictures(Output& output, const Input& input,
+                                     const TranscodeParams& params)
+    : output_(output) {
+  if (!AsksForVideo(params)) {
+    stream_ = AddVideoStreamFromFile(output, input);
+    return;
+  }
+  VideoReencode video = OpenVideoReencode(output, input, params);
+  stream_ = video.stream;
+  decoder_ = std::move(video.decoder);
+  encoder_ = std::move(video.encoder);
+  pictures_.emplace(*encoder_, output, *stream_.target);
+}
+
+void TranscodePictures::Take(AVPacket& packet, std::int64_t origin) {
+  DelayPacket(packet, -origin);
+  if (pictures_) {
+    Decode(&packet);
+  } else if (IsKnown(packet.pts)) {
+    Copy(packet);
+  }
+}
+
+// A picture that others refer to takes them along.
+bool TranscodePictures::MayBeDropped(const AVPacket& packet) const {
+  const auto rate = [](AVRational timeBase) { return timeBase.den / timeBase.num; };
+  const bool isFiner = rate(stream_.source->time_base) > rate(stream_.target->time_base);
+  const bool isRepeat = IsKnown(lastPts_) && packet.pts <= lastPts_ && guard_.IsTaken(packet);
+  return isFiner && isRepeat && (packet.flags & AV_PKT_FLAG_DISPOSABLE) != 0;
+}
+
+void TranscodePictures::Copy(AVPacket& packet) {
+  MovePacket(packet, *stream_.source, *stream_.target);
+  if (MayBeDropped(packet)) return;
+  guard_.Place(packet);
+  lastPts_ = packet.pts;
+  Check(output_.Write(packet));
+}
+
+void TranscodePictures::Decode(const AVPacket* packet) {
+  Check(DecodePacket(*decoder_, packet, *picture_, [this] {
+    picture_->pts = picture_->best_effort_timestamp;
+    if (IsKnown(picture_->pts)) pictures_->Encode(*picture_, stream_.source->time_base);
+  }));
+}
+
+void TranscodePictures::DrainDecoder() {
+  if (pictures_) Decode(nullptr);
+}
+
+void TranscodePictures::DrainEncoder(const std::function<bool()>& goOn) {
+  if (pictures_) pictures_->Drain(goOn);
+}
+
+}  // namespace mpg

@@ -1,0 +1,49 @@
+// The video side of transcoding: copied, or decoded and encoded.
+#pragma once
+
+#include <functional>
+#include <optional>
+
+#include "media/tick_guard.h"
+#include "transcode/video_reencode.h"
+
+namespace mpg {
+
+/// The input's first video stream, where FFmpeg knows its codec and can do with it what the
+/// parameters ask for, else null: the sound goes alone then. Throws Error where the codec number is
+/// out of range.
+AVStream* FindUsableVideo(const Input& input, const TranscodeParams& params);
+
+class TranscodePictures {
+ public:
+  /// Adds the output stream, before the header, for the stream that FindUsableVideo found. Throws
+  /// Error.
+  TranscodePictures(Output& output, const Input& input, const TranscodeParams& params);
+
+  const AVStream& Source() const { return *stream_.source; }
+
+  /// Copies a packet of the input, or writes what becomes of it. `origin`: the time that becomes 0,
+  /// in the source's time base. Throws Error.
+  void Take(AVPacket& packet, std::int64_t origin);
+
+  /// Behind the last packet: the pictures that the decoder still holds.
+  void DrainDecoder();
+  /// What the encoder still holds, until `goOn` says no.
+  void DrainEncoder(const std::function<bool()>& goOn);
+
+ private:
+  bool MayBeDropped(const AVPacket& packet) const;
+  void Copy(AVPacket& packet);
+  void Decode(const AVPacket* packet);
+
+  Output& output_;
+  CopiedStream stream_;
+  CodecPtr decoder_;  // null: the pictures are copied
+  CodecPtr encoder_;
+  std::optional<VideoEncoder> pictures_;
+  FramePtr picture_ = MakeFrame();
+  TickGuard guard_;
+  std::int64_t lastPts_ = AV_NOPTS_VALUE;
+};
+
+}  // namespace mpg

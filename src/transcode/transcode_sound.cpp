@@ -1,0 +1,104 @@
+#include "transcode/transcode_sound.h"
+
+#include <iterator>
+
+#include "media/timestamps.h"
+#include "transcode/audio_rates.h"
+
+namespace mpg {
+namespace {
+
+// TranscodeParams::targetAudioCodec.
+constexpr AVCodecID kAudioTargets[] = {AV_CODEC_ID_NONE, AV_CODEC_ID_MP3, AV_CODEC_ID_AAC,
+                                       AV_CODEC_ID_AMR_NB, AV_CODEC_ID_AMR_WB};
+
+AVCodecID AudioCodec(std::int32_t number) {
+  if (number < 0 || number >= std::ssize(kAudioTargets)) throw Error(MPG_ERR_INVALID_PARAMETER);
+  return kAudioTargets[number];
+}
+
+// The sample format nearest to the decoder's that the encoder takes.
+void FitSampleFormat(AVCodecContext& encoder) {
+  const AVSampleFormat* const formats = encoder.codec->sample_fmts;
+  if (formats == nullptr) return;
+  AVSampleFormat chosen = formats[0];
+  for (const AVSampleFormat* format = formats; *format != AV_SAMPLE_FMT_NONE; ++format) {
+    if (*format == encoder.sample_fmt) return;
+    if (av_get_packed_sample_fmt(*format) == av_get_packed_sample_fmt(encoder.sample_fmt)) {
+      chosen = *format;
+    }
+  }
+  encoder.sample_fmt = chosen;
+}
+
+void ApplySettings(const TranscodeParams& params, AudioReencode& audio) {
+  AVCodecContext& encoder = *audio.encoder;
+  if (params.targetChannels == 1 || params.targetChannels == 2) {
+    av_channel_layout_default(&encoder.ch_layout, params.targetChannels);
+  }
+  if (params.targetAudioBitRate != 0) {
+    encoder.bit_rate = SnapAudioBitRate(params.targetAudioBitRate);
+  }
+  if (params.targetSampleRate != 0) {
+    encoder.sample_rate = SnapAudioSampleRate(params.targetSampleRate);
+  }
+  const bool isMp3 = encoder.codec_id == AV_CODEC_ID_MP3;
+  if (isMp3 || encoder.codec_id == AV_CODEC_ID_AC3) encoder.block_align = 0;
+  FitSampleFormat(encoder);
+  HeedAmr(encoder, *audio.target);
+}
+
+AudioReencode SetUp(const std::string& inputPath, const TranscodeParams& params, Output& output) {
+  AudioReencode audio =
+      OpenAudioReencode(output, Input(inputPath.c_str()), AudioCodec(params.targetAudioCodec));
+  if (AsksForSound(params)) {
+    ApplySettings(params, audio);
+    OpenAudioEncoder(audio, output);
+  } else {
+    audio.target->time_base = audio.source->time_base;
+  }
+  return audio;
+}
+
+}  // namespace
+
+bool AsksForSound(const TranscodeParams& params) {
+  return params.targetAudioCodec != 0 || params.targetAudioBitRate != 0 ||
+         params.targetChannels != 0 || params.targetSampleRate != 0;
+}
+
+TranscodeSound::TranscodeSound(const std::string& inputPath, const TranscodeParams& params,
+                               Output& output)
+    : audio_(SetUp(inputPath, params, output)), output_(output), isCopied_(!AsksForSound(params)) {}
+
+void TranscodeSound::Start(std::int64_t origin, AVRational base, const AVStream* video) {
+  origin_ = RescaleTime(origin, base, audio_.source->time_base);
+  if (isCopied_) return;
+  pipeline_.emplace(audio_, output_, 0, origin_);
+  if (video != nullptr) pipeline_->KeepTogetherWith(video->index);
+}
+
+void TranscodeSound::Copy(AVPacket& packet) {
+  if (!IsKnown(packet.pts)) packet.pts = packet.dts;
+  if (!IsKnown(packet.pts)) return;
+  DelayPacket(packet, -origin_);
+  MovePacket(packet, *audio_.source, *audio_.target);
+  guard_.Place(packet);
+  Check(output_.Write(packet));
+}
+
+bool TranscodeSound::Produce() {
+  hasEnded_ = !pipeline_->ProducePiece();
+  return !hasEnded_;
+}
+
+bool TranscodeSound::IsBehind(std::int64_t time, AVRational base) const {
+  return av_compare_ts(pipeline_->Timing().lastPacketPts, audio_.target->time_base, time, base) < 0;
+}
+
+std::int64_t TranscodeSound::MadeLength() const {
+  return av_rescale_q(pipeline_->Timing().durationSum, audio_.target->time_base,
+                      audio_.source->time_base);
+}
+
+}  // namespace mpg
