@@ -54,6 +54,12 @@ AVRational FrameRate(const AVStream& source) {
   return kFallback;
 }
 
+void GiveDuration(AVPacket& packet, const AVStream& source, const AVStream& target) {
+  if (packet.duration > 0) return;
+  const std::int64_t picture = av_rescale_q(1, av_inv_q(FrameRate(source)), target.time_base);
+  packet.duration = std::max<std::int64_t>(picture, 1);
+}
+
 AVRational PictureTimeBase(const AVOutputFormat& muxer, const AVStream& source) {
   return std::string_view(muxer.name) == "avi" ? av_inv_q(FrameRate(source)) : source.time_base;
 }

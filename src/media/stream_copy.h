@@ -15,6 +15,10 @@ struct CopiedStream {
 /// Pictures a second, as far as the file tells; else 25.
 AVRational FrameRate(const AVStream& source);
 
+/// Lets a copied picture that tells no duration last for one picture, where the last of a file
+/// would else last for nothing, and MP4 players skip it. Behind MovePacket.
+void GiveDuration(AVPacket& packet, const AVStream& source, const AVStream& target);
+
 /// The time base to ask a muxer for: the source's, but one picture for AVI, which counts them.
 AVRational PictureTimeBase(const AVOutputFormat& muxer, const AVStream& source);
 

@@ -128,6 +128,7 @@ class CopyJoin {
     track.lastPts = packet_->pts;
     if (IsKnown(packet_->dts)) track.lastDts = packet_->dts;
 
+    if (&track == &video_) GiveDuration(*packet_, track.source, track.target);
     const int result = output_.Write(*packet_);
     if (originalPts >= 0) writeFailures_.Count(result);
     // Nothing is left to interleave with once one input has ended.

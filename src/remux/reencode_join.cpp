@@ -68,6 +68,7 @@ class ReencodeJoin {
     if (stopped_) return false;
 
     MovePacket(*packet_, *video_.source, *video_.target);
+    GiveDuration(*packet_, *video_.source, *video_.target);
     const int written = output_.Write(*packet_);
     return written >= 0 || FailOnVideo(written);
   }

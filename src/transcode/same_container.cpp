@@ -47,6 +47,7 @@ void SameContainerCopy::Write(AVPacket& packet, std::int64_t delay, AVRational b
   MovePacket(packet, source, target);
   DelayPacket(packet, av_rescale_q_rnd(delay, base, target.time_base, AV_ROUND_ZERO));
   (isAudio ? audioGuard_ : videoGuard_).Place(packet);
+  if (!isAudio) GiveDuration(packet, source, target);
   static_cast<void>(output_.Write(packet));
   WriteFailures ignored(WriteFailures::kUnlimited);
   if (hasVideoEnded_) output_.FlushQueue(ignored);

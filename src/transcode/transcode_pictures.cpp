@@ -50,6 +50,7 @@ void TranscodePictures::Copy(AVPacket& packet) {
   MovePacket(packet, *stream_.source, *stream_.target);
   if (MayBeDropped(packet)) return;
   guard_.Place(packet);
+  GiveDuration(packet, *stream_.source, *stream_.target);
   lastPts_ = packet.pts;
   Check(output_.Write(packet));
 }

@@ -116,16 +116,36 @@ TEST(Timing, AClockThatIsSetBackGoesOn) {
 }
 
 // Pairs of pictures that fall on one tick of AVI, and pauses behind them.
+std::string Pairs(const std::string& name, const std::string& codecs) {
+  return test::NumberedVideo(
+      name,
+      "-f lavfi -i sine=sample_rate=48000 -t 4 -vf "
+      "\"format=yuv420p,settb=1/1000,setpts=(floor(N/2)*"
+      "2+mod(N\\,2)*0.2)/25/TB\" -fps_mode passthrough -enc_time_base 1:1000 " +
+          codecs);
+}
+
 TEST(Timing, PicturesOnATickThatIsTakenGetTheNext) {
-  const std::string film =
-      test::NumberedVideo("pairs.mp4",
-                          "-f lavfi -i sine=sample_rate=48000 -t 4 -vf "
-                          "\"format=yuv420p,settb=1/1000,setpts=(floor(N/2)*2+"
-                          "mod(N\\,2)*0.2)/25/TB\" -fps_mode passthrough -enc_time_base 1:1000 "
-                          "-c:v mpeg4 -q:v 2 -g 30 -c:a libmp3lame");
+  const std::string film = Pairs("pairs.mp4", "-c:v mpeg4 -q:v 2 -g 30 -c:a libmp3lame");
   const test::ScratchFolder folder;
   ASSERT_EQ(test::Transcode(film, folder / "out", {.formatId = MPG_FORMAT_AVI}), 0);
   EXPECT_EQ(test::ReadPayloads(folder / "out", "v:0"), test::ReadPayloads(film, "v:0"));
+}
+
+// Where pictures of uneven length tell none.
+TEST(Timing, TheLastPictureIsShown) {
+  const std::string film = Pairs("uneven.mp4", std::string(kH264) + "-c:a aac");
+  const test::ScratchFolder folder;
+  const Operation operations[] = {
+      TranscodeWith({.formatId = MPG_FORMAT_MP4}),
+      [](auto& in, auto& out) { return MPG_Crop(in.c_str(), out.c_str()); },
+      [](auto& in, auto& out) {
+        return MPG_MergeAV(in.c_str(), in.c_str(), out.c_str(), nullptr, 0);
+      }};
+  for (const Operation& operation : operations) {
+    ASSERT_EQ(operation(film, folder / "out"), 0);
+    EXPECT_EQ(test::PictureNumbers(folder / "out"), Numbers(1));
+  }
 }
 
 TEST(Timing, TrimmedPicturesStandBesideTheirSound) {
