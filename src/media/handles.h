@@ -28,6 +28,7 @@ using PacketPtr = std::unique_ptr<AVPacket, Deleter<av_packet_free>>;
 using FramePtr = std::unique_ptr<AVFrame, Deleter<av_frame_free>>;
 using BitstreamFilterPtr = std::unique_ptr<AVBSFContext, Deleter<av_bsf_free>>;
 using CodecPtr = std::unique_ptr<AVCodecContext, Deleter<avcodec_free_context>>;
+using ParserPtr = std::unique_ptr<AVCodecParserContext, Deleter<av_parser_close>>;
 using ScalerPtr = std::unique_ptr<SwsContext, Deleter<sws_freeContext>>;
 using ResamplerPtr = std::unique_ptr<SwrContext, Deleter<swr_free>>;
 using AudioFifoPtr = std::unique_ptr<AVAudioFifo, Deleter<av_audio_fifo_free>>;

@@ -68,13 +68,10 @@ OpenedFile::OpenedFile(const char* path, std::span<const std::uint8_t> prefix) {
   CheckRead(result, *io_);
 }
 
-Input::Input(OpenedFile&& file) : io_(std::move(file.io_)), format_(std::move(file.format_)) {
+Input::Input(OpenedFile&& file)
+    : io_(std::move(file.io_)), format_(std::move(file.format_)), pictureTimes_(*format_) {
   CheckRead(avformat_find_stream_info(format_.get(), nullptr), *io_);
   for (AVStream* const stream : Streams()) SettleColours(*stream->codecpar);
-  // AVI and MPEG program streams leave out the presentation times of all but B pictures; they
-  // follow from the decoding times of the pictures behind.
-  format_->flags |= AVFMT_FLAG_GENPTS;
-  isAvi_ = std::string_view(format_->iformat->name) == "avi";
 }
 
 std::int64_t Input::FileSize() const {
@@ -108,27 +105,34 @@ bool Input::IsWanted(const AVPacket& packet) {
   return onlyStreams_.empty() || std::ranges::count(onlyStreams_, packet.stream_index) > 0;
 }
 
-// A generated presentation time is the decoding time of the next picture that isn't a B picture:
-// all pictures would be shown one late. AVI, whose ticks are pictures, shows the first at time 0.
-void Input::UndoGeneratedDelay(AVPacket& packet) const {
-  if (!isAvi_) return;
-  const AVCodecParameters& parameters = *format_->streams[packet.stream_index]->codecpar;
-  const bool isGenerated =
-      parameters.codec_type == AVMEDIA_TYPE_VIDEO && parameters.video_delay > 0;
-  if (isGenerated) DelayPacket(packet, -1);
-}
-
-int Input::Read(AVPacket& packet) {
+int Input::ReadWanted(AVPacket& packet) {
   for (;;) {
     av_packet_unref(&packet);
     const int result = av_read_frame(format_.get(), &packet);
     if (result == AVERROR(EAGAIN)) continue;
     if (result == AVERROR(EIO)) return AVERROR_EOF;
-    if (result < 0) return result;
-    if (!IsWanted(packet)) continue;
-    UndoGeneratedDelay(packet);
-    return 0;
+    if (result < 0 || IsWanted(packet)) return result;
   }
+}
+
+int Input::Read(AVPacket& packet) {
+  av_packet_unref(&packet);
+  while (!pictureTimes_.Take(packet)) {
+    if (readResult_ < 0) return std::exchange(readResult_, 0);
+    readResult_ = ReadWanted(packet);
+    if (readResult_ < 0) {
+      pictureTimes_.End();
+    } else if (!pictureTimes_.Hold(packet)) {
+      return 0;
+    }
+  }
+  return 0;
+}
+
+int Input::Seek(const AVStream& stream, std::int64_t timeStamp, int flags) {
+  pictureTimes_.Reset();
+  readResult_ = 0;
+  return av_seek_frame(format_.get(), stream.index, timeStamp, flags);
 }
 
 }  // namespace mpg

@@ -9,6 +9,7 @@
 
 #include "media/file_io.h"
 #include "media/handles.h"
+#include "media/picture_times.h"
 
 namespace mpg {
 
@@ -62,24 +63,30 @@ class Input {
   void ReadOnly(std::initializer_list<int> streamIndexes);
   void ReadOnly(const AVStream& stream) { ReadOnly({stream.index}); }
 
+  /// As av_seek_frame, and what was read ahead is forgotten.
+  [[nodiscard]] int Seek(const AVStream& stream, std::int64_t timeStamp, int flags);
+
   /// After a seek between key pictures: Read passes over this stream's packets up to the next one.
   void SkipToKeyPicture(const AVStream& stream) { skippedStream_ = stream.index; }
 
   /// Reads the next packet into an empty or used one. 0, or AVERROR_EOF at the end (of which FFmpeg
-  /// has two forms), or another negative code. After a failure the packet is empty.
+  /// has two forms), or another negative code. After a failure the packet is empty. Pictures that
+  /// can't be told when they are shown keep an unknown presentation time: decoders tell by the
+  /// decoding time.
   [[nodiscard]] int Read(AVPacket& packet);
 
  private:
   static constexpr int kNone = -1;
 
   bool IsWanted(const AVPacket& packet);
-  void UndoGeneratedDelay(AVPacket& packet) const;
+  int ReadWanted(AVPacket& packet);
 
   std::unique_ptr<FileIo> io_;
   InputFormatPtr format_;
   std::vector<int> onlyStreams_;  // empty: all
   int skippedStream_ = kNone;     // up to its next key picture
-  bool isAvi_ = false;
+  PictureTimes pictureTimes_;
+  int readResult_ = 0;  // not handed on yet: what was read before it comes first
 };
 
 }  // namespace mpg

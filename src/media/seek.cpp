@@ -5,9 +5,9 @@
 namespace mpg {
 namespace {
 
-int Seek(const Input& input, AVCodecContext& decoder, int stream, std::int64_t timeStamp,
+int Seek(Input& input, AVCodecContext& decoder, const AVStream& stream, std::int64_t timeStamp,
          int flags) {
-  const int result = av_seek_frame(input.Context(), stream, timeStamp, flags | AVSEEK_FLAG_FRAME);
+  const int result = input.Seek(stream, timeStamp, flags | AVSEEK_FLAG_FRAME);
   avcodec_flush_buffers(&decoder);
   return result;
 }
@@ -47,7 +47,7 @@ int SeekVideoToSecond(Input& input, AVCodecContext& decoder, const AVStream& str
                       std::uint32_t second) {
   constexpr int kAttempts = 60;
   const auto seek = [&](std::int64_t timeStamp, int flags) {
-    return Seek(input, decoder, stream.index, timeStamp, flags);
+    return Seek(input, decoder, stream, timeStamp, flags);
   };
   const std::int64_t wanted = TimeStampAt(stream, second);
   int result = -1;

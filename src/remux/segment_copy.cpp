@@ -126,6 +126,7 @@ void SegmentCopier::Take(Segment& segment, SegmentTrack& segmentTrack) {
   constexpr std::size_t kMostWaiting = 1000;
   ++segmentTrack.packets;
   if (segmentTrack.track.target == nullptr) return;
+  if (!IsKnown(packet_->pts)) packet_->pts = packet_->dts;
   if (!IsKnown(packet_->pts)) {
     segment.result.isComplete = false;
     return;

@@ -33,8 +33,9 @@ void TranscodePictures::Take(AVPacket& packet, std::int64_t origin) {
   DelayPacket(packet, -origin);
   if (pictures_) {
     Decode(&packet);
-  } else if (IsKnown(packet.pts)) {
-    Copy(packet);
+  } else {
+    if (!IsKnown(packet.pts)) packet.pts = packet.dts;
+    if (IsKnown(packet.pts)) Copy(packet);
   }
 }
 

@@ -1,0 +1,150 @@
+// AVI says in which order pictures are decoded, not when they are shown. Whatever is made of it,
+// the pictures keep their order and their distance to the sound.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <cstdlib>
+#include <functional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "mpg/mpg.h"
+#include "remux/segments.h"
+#include "support/host.h"
+#include "support/media.h"
+#include "support/pictures.h"
+#include "support/probe.h"
+#include "support/sound.h"
+
+namespace {
+
+constexpr double kPicture = 0.04;  // seconds
+
+// Numbered pictures with a key picture every 30, and a click a second.
+std::string Film(const std::string& extension, const std::string& options) {
+  return test::NumberedVideo("film." + extension,
+                             "-f lavfi -i \"aevalsrc=0.6*lt(mod(t+0.6\\,1)\\,0.001):s=48000:d=4\" "
+                             "-c:a libmp3lame -g 30 " +
+                                 options);
+}
+
+constexpr const char* kH264 = "-c:v libx264 -qp 4 -sc_threshold 0 ";
+constexpr const char* kMpeg4 = "-c:v mpeg4 -q:v 1 ";
+
+struct Source {
+  const char* codec;
+  const char* bPictures;
+  bool hasHalfTicks;  // two ticks a picture, as ffmpeg copies H.264 into AVI
+  std::string Avi() const {
+    const std::string options = std::string(codec) + bPictures;
+    return hasHalfTicks ? test::MakeMedia("half.avi", "-i " + Film("mp4", options) + " -c copy")
+                        : Film("avi", options);
+  }
+};
+
+const Source kSources[] = {
+    {kH264, "-bf 0", false}, {kH264, "-bf 3", false}, {kMpeg4, "-bf 2", false},
+    {kH264, "-bf 3", true},  {kMpeg4, "-bf 2", true},
+};
+
+// When pictures are shown, in order. AVI's are at the times at which pictures are decoded.
+std::vector<double> ShownTimes(const std::string& path) {
+  const bool isAvi = test::Probe(path, "format=format_name") == "avi";
+  std::vector<double> times;
+  for (const test::Packet& packet : test::ReadPackets(path, "v:0")) {
+    times.push_back((isAvi ? packet.dts : packet.pts).value_or(-1));
+  }
+  std::ranges::sort(times);
+  return times;
+}
+
+int Transcode(const std::string& in, const std::string& out, const TranscodeParams& params) {
+  // Behind a pointer whatever their length: as long as the capacity says so.
+  const auto hostString = [](const std::string& text) {
+    return HostString{.characters = {.pointer = text.c_str()},
+                      .length = text.size(),
+                      .capacity = std::max<std::uint64_t>(text.size(), 16)};
+  };
+  const HostString input = hostString(in), output = hostString(out);
+  return MPG_Transcode(&input, &output, &params, nullptr, 0);
+}
+
+struct Operation {
+  const char* name;
+  const char* extension;
+  std::function<int(const std::string&, const std::string&)> run;
+  double start = 0, end = 99;  // seconds that are left
+};
+
+const Operation kOperations[] = {
+    {"join", "mp4",
+     [](auto& in, auto& out) {
+       return MPG_MergeAV(in.c_str(), in.c_str(), out.c_str(), nullptr, 0);
+     }},
+    {"segment join", "mp4", [](auto& in, auto& out) { return test::Merge({in}, out); }},
+    {"crop", "avi", [](auto& in, auto& out) { return MPG_Crop(in.c_str(), out.c_str()); }},
+    {"shift", "avi",
+     [](auto& in, auto& out) { return MPG_ShiftAudio(in.c_str(), out.c_str(), 0, nullptr, 0); }},
+    {"copying transcode", "mp4",
+     [](auto& in, auto& out) { return Transcode(in, out, {.formatId = MPG_FORMAT_MP4}); }},
+    {"transcode", "mp4",
+     [](auto& in, auto& out) {
+       return Transcode(in, out,
+                        {.formatId = MPG_FORMAT_MP4, .targetAudioCodec = 2, .videoReencode = 1});
+     }},
+};
+
+TEST(Avi, KeepsPicturesInOrderAndInStepWithTheSound) {
+  const test::ScratchFolder folder;
+  for (const Source& source : kSources) {
+    const std::string avi = source.Avi();
+    const std::vector<double> shown = ShownTimes(avi);
+    ASSERT_EQ(shown.size(), 100u);
+    const double sourceClick = test::Sound(avi).Clicks(0).back();
+    for (const Operation& operation : kOperations) {
+      SCOPED_TRACE(std::string(operation.name) + ": " + source.codec + source.bPictures +
+                   (source.hasHalfTicks ? " in half ticks" : ""));
+      const std::string output = folder / (std::string("out.") + operation.extension);
+      ASSERT_EQ(operation.run(avi, output), 0);
+      std::vector<int> left;
+      for (int i = 0; i < 100; ++i) {
+        const double time = shown[static_cast<std::size_t>(i)];
+        if (time >= operation.start && time <= operation.end) left.push_back(i);
+      }
+      EXPECT_EQ(test::PictureNumbers(output), left);
+      const std::vector<double> times = ShownTimes(output);
+      ASSERT_EQ(times.size(), left.size());
+      const double click = test::Sound(output).Clicks(0).back();
+      double farthest = 0;
+      for (std::size_t i = 0; i < left.size(); ++i) {
+        const double before = sourceClick - shown[static_cast<std::size_t>(left[i])];
+        farthest = std::max(farthest, std::abs(click - times[i] - before));
+      }
+      EXPECT_LT(farthest, kPicture / 2);
+    }
+  }
+}
+
+// Pictures of the same stream in MP4 have their times from the container.
+TEST(Avi, GivesGrabsThePicturesOfOtherContainers) {
+  const test::ScratchFolder folder;
+  const std::string picture = folder / "a.jpg";
+  const auto grab = [&](const std::string& video, int second, int percent) {
+    const bool grabbed = percent < 0 ? MPG_GetImageJPG(video.c_str(), picture.c_str(),
+                                                       static_cast<std::uint32_t>(second), 0) == 1
+                                     : MPG_GetImageP(MPG_IMAGE_JPEG, video.c_str(), picture.c_str(),
+                                                     percent, 0, 90) == 1;
+    return grabbed ? test::PictureNumbers(picture) : std::vector<int>{};
+  };
+  for (const Source& source : kSources) {
+    const std::string mp4 = Film("mp4", std::string(source.codec) + source.bPictures);
+    for (const auto& [second, percent] : {std::pair{0, -1}, {2, -1}, {3, -1}, {0, 0}, {0, 40}}) {
+      EXPECT_EQ(grab(source.Avi(), second, percent), grab(mp4, second, percent))
+          << source.codec << source.bPictures << " at " << second << "s, " << percent << "%";
+    }
+  }
+}
+
+}  // namespace
