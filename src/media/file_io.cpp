@@ -41,6 +41,8 @@ FileIo::~FileIo() {
 
 void FileIo::Serve(AVFormatContext& format) {
   format.pb = context_;
+  // Else whoever closes the container closes what it doesn't own.
+  format.flags |= AVFMT_FLAG_CUSTOM_IO;
   format.opaque = this;
   format.io_open = RefuseToOpen;
   // Some open by themselves what they find; they hand the list on.

@@ -28,10 +28,10 @@ bool KeyPictureFollows(Input& input, const AVStream& stream, std::int64_t wanted
 
 // For streams in which no packet counts as a key picture: the decoder finds out where it can begin.
 // Transport and program streams are read from their first byte on.
-int SeekToStart(const Input& input, AVCodecContext& decoder, const AVStream& stream) {
+int SeekToStart(Input& input, AVCodecContext& decoder, const AVStream& stream) {
   const bool hasBytes = (input.Context()->iformat->flags & AVFMT_TS_DISCONT) != 0;
-  if (hasBytes && Seek(input, decoder, -1, 0, AVSEEK_FLAG_BYTE) >= 0) return 0;
-  return Seek(input, decoder, stream.index, TimeStampAt(stream, 0),
+  if (hasBytes && Seek(input, decoder, stream, 0, AVSEEK_FLAG_BYTE) >= 0) return 0;
+  return Seek(input, decoder, stream, TimeStampAt(stream, 0),
               AVSEEK_FLAG_ANY | AVSEEK_FLAG_BACKWARD);
 }
 
@@ -40,7 +40,7 @@ int SeekToStart(const Input& input, AVCodecContext& decoder, const AVStream& str
 std::int64_t TimeStampAt(const AVStream& stream, std::uint32_t second) {
   const std::int64_t ticks =
       av_rescale_rnd(second, stream.time_base.den, stream.time_base.num, AV_ROUND_ZERO);
-  return IsKnown(stream.start_time) ? ticks + stream.start_time : ticks;
+  return IsKnown(stream.start_time) ? av_sat_add64(ticks, stream.start_time) : ticks;
 }
 
 int SeekVideoToSecond(Input& input, AVCodecContext& decoder, const AVStream& stream,

@@ -86,12 +86,11 @@ class Transcode {
     Check(Packets().FileError());
     Check(result);
     const bool isPicture = pictures_ && packet_->stream_index == Leading().index;
-    if (!IsKnown(packet_->pts) && !isPicture) packet_->pts = packet_->dts;
     clock_.Follow(*packet_, isPicture ? Leading() : sound_.Source());
     if ((isPicture || !pictures_) && !ReportPacket()) return false;
     if (isPicture) {
       TakePicture();
-    } else if (sound_.IsCopied() && IsKnown(packet_->pts)) {
+    } else if (sound_.IsCopied()) {
       CopySound();
     }
     return !stopped_;

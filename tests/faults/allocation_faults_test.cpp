@@ -38,10 +38,13 @@ bool IsSystemLibrary(std::string_view file) {
   return false;
 }
 
-// Whose code was running: past the system's own, the first frame that isn't a handler's.
+// Whose code was running: past the system's own, the first frame that isn't a handler's. FFmpeg
+// also calls functions that it couldn't set up: nothing can be unwound from there.
 void OnCrash(int signal) {
+  constexpr int kHandlersFrames = 3;
   std::array<void*, 64> frames{};
   const int count = backtrace(frames.data(), static_cast<int>(frames.size()));
+  if (count <= kHandlersFrames) _exit(kForeignCrash);
   for (int i = 2; i < count; ++i) {
     Dl_info info{};
     if (dladdr(frames[static_cast<std::size_t>(i)], &info) == 0 || info.dli_fname == nullptr) {
