@@ -33,6 +33,15 @@
  * caller's thread. `percent` runs from 0 to the number set with MPG_SetPercent100 (100 unless set).
  * A callback that returns 0 asks the operation to stop: it reads no further, finishes its output as
  * a valid file that ends there, and returns success. A null callback means no reports.
+ * Positions count from the start of the stream; its length is the stream's, else the file's; where
+ * neither is known only the end is reported. Reports rise, with these exceptions: MPG_Merge reports
+ * every entry, MP3_Convert every 20 pieces of sound at least, and what follows the last picture in
+ * MPG_Transcode and MPG_ShiftAudio (sound, and what encoders hold back) repeats the last report, so
+ * that it can be stopped, too.
+ * A percent above the scale comes where a file is longer than it says, from MP3_Convert (whose
+ * length is in whole seconds), MPG_Transcode, MPG_ShiftAudio and MPG_MergeAV when it re-encodes;
+ * never from MPG_Merge nor from MPG_MergeAV when it copies. With percent100 = 0 every percent is 0:
+ * MPG_Merge and MP3_Convert report it as often as said above, the others only at their end.
  *
  * Threads. The library starts no thread of its own (FFmpeg's decoders and encoders do, and end them
  * before the call returns) and takes no lock. Different threads may run calls on different files at
@@ -113,7 +122,7 @@ typedef struct ProgressInfo {
 typedef uint8_t (*ProgressCallback)(const ProgressInfo* progress);
 
 /* Sets percent100, the number that stands for a finished operation: 100 when the library is
- * loaded. Any value is taken; with 0 no intermediate report is made. Takes effect at once. */
+ * loaded. Any value is taken; percents are held within 32 bits. Takes effect at once. */
 MPG_API void MPG_SetPercent100(uint32_t value) MPG_NOEXCEPT;
 
 /* Errors. */
@@ -202,8 +211,9 @@ MPG_API int32_t MPG_MergeOP2(const char* videoPath, const char* audioPath,
 MPG_API void MPG_GetDefExtension(const char* path, char* buffer, int32_t size) MPG_NOEXCEPT;
 
 /* Joins the first video stream of one file with the usable audio stream of another, as
- * MPG_MergeOP2 decides; the output's name doesn't choose the container. Result code. A failed join
- * leaves what was written so far. */
+ * MPG_MergeOP2 decides; the output's name doesn't choose the container. Result code;
+ * AVERROR_INVALIDDATA where neither file gave a packet. A failed join leaves what was written so
+ * far. */
 MPG_API int32_t MPG_MergeAV(const char* videoPath, const char* audioPath, const char* outputPath,
                             ProgressCallback callback, uint64_t context) MPG_NOEXCEPT;
 
@@ -238,7 +248,8 @@ MPG_API int32_t FLV_FixDuration(const char* path) MPG_NOEXCEPT;
 /* Re-encoding. */
 
 /* Writes a file's audio as MP3. requestedBitRate: bits per second, 0 or less for the library's
- * choice. Result code. A failed conversion leaves what was written so far. */
+ * choice. Result code; AVERROR_INVALIDDATA where no sound could be decoded. A failed conversion
+ * leaves what was written so far. */
 MPG_API int32_t MP3_Convert(const char* inputPath, const char* outputPath, int32_t requestedBitRate,
                             ProgressCallback callback, uint64_t context) MPG_NOEXCEPT;
 
@@ -286,8 +297,10 @@ typedef struct TranscodeParams {
   int32_t reserved;
 } TranscodeParams;
 
-/* Rewrites a file into another container, codec, size and bit rate. Result code. A failure deletes
- * the output. */
+/* Rewrites a file into another container, codec, size and bit rate. The first picture's time
+ * becomes 0, and the sound moves along. Without a video stream, or where FFmpeg knows no decoder or
+ * encoder for its codec, the sound goes alone; a video that can't be set up otherwise is a failure.
+ * Result code; AVERROR_INVALIDDATA where nothing could be written. A failure deletes the output. */
 MPG_API int32_t MPG_Transcode(const HostString* inputPath, const HostString* outputPath,
                               const TranscodeParams* params, ProgressCallback callback,
                               uint64_t context) MPG_NOEXCEPT;

@@ -65,6 +65,7 @@ Answer Progress::ReportRiseClamped(std::int32_t percent) {
 
 Answer Progress::AskAgain() {
   constexpr int kCallsWithoutReport = 20;
+  if (Percent100() == 0) return Answer::kGoOn;
   return ++asked_ % kCallsWithoutReport == 0 ? Report(last_) : Answer::kGoOn;
 }
 

@@ -35,7 +35,8 @@ class Progress {
   /// is reported as percent100, again each time.
   Answer ReportRiseClamped(std::int32_t percent);
 
-  /// Repeats the last value every 20 calls: for what takes time where no percent rises.
+  /// Repeats the last value every 20 calls, for what takes time where no percent rises; not on a
+  /// scale of 0, on which only ends are reported.
   Answer AskAgain();
 
   /// Reports unconditionally.
