@@ -1,4 +1,4 @@
-// The records shared with hosts, held to their offsets.
+// The records shared with hosts, held to their offsets. The tests of the bindings read this table.
 #include <cstddef>
 
 #include "mpg/mpg.h"
@@ -46,7 +46,16 @@ static_assert(offsetof(HostString, length) == 16);
 static_assert(offsetof(HostString, capacity) == 24);
 
 static_assert(HasSize<TranscodeParams>(48));
+static_assert(offsetof(TranscodeParams, targetAudioCodec) == 4);
+static_assert(offsetof(TranscodeParams, targetAudioBitRate) == 8);
+static_assert(offsetof(TranscodeParams, targetSampleRate) == 12);
+static_assert(offsetof(TranscodeParams, targetChannels) == 16);
 static_assert(offsetof(TranscodeParams, targetVideoCodec) == 20);
+static_assert(offsetof(TranscodeParams, targetWidth) == 24);
+static_assert(offsetof(TranscodeParams, targetHeight) == 28);
+static_assert(offsetof(TranscodeParams, scalePercent) == 32);
+static_assert(offsetof(TranscodeParams, targetVideoBitRate) == 36);
 static_assert(offsetof(TranscodeParams, videoReencode) == 40);
+static_assert(offsetof(TranscodeParams, reserved) == 44);
 
 }  // namespace
