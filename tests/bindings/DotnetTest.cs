@@ -1,0 +1,188 @@
+// Mpg.cs against the built library. Arguments: the source tree's root and an empty folder.
+using System;
+using System.Collections.Generic;
+using System.Diagnostics;
+using System.IO;
+using System.Linq;
+using System.Reflection;
+using System.Runtime.InteropServices;
+using System.Text.RegularExpressions;
+using System.Threading;
+
+class Report : IProgress<int>
+{
+    public readonly List<int> Seen = new List<int>();
+    public Action<int> Then = percent => { };
+
+    void IProgress<int>.Report(int percent)
+    {
+        Seen.Add(percent);
+        // Whatever holds the callback must survive this.
+        GC.Collect();
+        Then(percent);
+    }
+}
+
+static class DotnetTest
+{
+    static int failures;
+
+    static void Equal(object expected, object actual, string what)
+    {
+        if (expected.Equals(actual)) return;
+        Console.Error.WriteLine("{0}: expected {1}, was {2}", what, expected, actual);
+        ++failures;
+    }
+
+    static T Throws<T>(string what, string message, Action call) where T : Exception
+    {
+        try
+        {
+            call();
+        }
+        catch (T error)
+        {
+            Equal(message, error.Message, what);
+            return error;
+        }
+        Equal(typeof(T).Name, "nothing thrown", what);
+        return null;
+    }
+
+    static string Output(string program, string arguments)
+    {
+        var start = new ProcessStartInfo(program, arguments)
+            { UseShellExecute = false, RedirectStandardOutput = true };
+        using (var process = Process.Start(start))
+        {
+            var text = process.StandardOutput.ReadToEnd();
+            process.WaitForExit();
+            return text.Trim();
+        }
+    }
+
+    static void RecordsLieWhereTheLibraryHasThem(string root)
+    {
+        var table = File.ReadAllText(root + "/src/api/record_layout.cpp");
+        var types = typeof(Mpg).Assembly.GetTypes().ToDictionary(type => type.FullName);
+        var sizes = Regex.Matches(table, @"HasSize<(\w+)>\((\d+)\)");
+        var offsets = Regex.Matches(table, @"offsetof\((\w+), (\w+)\) == (\d+)");
+        Equal(6, sizes.Count, "sizes in the table");
+        Equal(36, offsets.Count, "offsets in the table");
+        foreach (Match size in sizes)
+            Equal(int.Parse(size.Groups[2].Value), Marshal.SizeOf(types[size.Groups[1].Value]),
+                size.Value);
+        foreach (Match offset in offsets)
+            Equal(int.Parse(offset.Groups[3].Value), Marshal.OffsetOf(
+                types[offset.Groups[1].Value], offset.Groups[2].Value).ToInt32(), offset.Value);
+    }
+
+    static void EveryExportHasItsMethod(string root)
+    {
+        var methods = typeof(Mpg).GetMethods().Select(method => method.Name).ToList();
+        foreach (Match export in Regex.Matches(File.ReadAllText(root + "/include/mpg/mpg.h"),
+                     @"^MPG_API [\w\s*]+?(\w+)\(", RegexOptions.Multiline))
+        {
+            var name = export.Groups[1].Value.Replace("MPG_", "").Replace("FLV_", "Flv")
+                .Replace("MP3_", "Mp3");
+            Equal(true, methods.Contains(name), name);
+        }
+    }
+
+    static void OperationsWriteFiles(string video, string audio)
+    {
+        var decision = Mpg.MergeOP2(video, audio);
+        Equal("Copy Mp4 mp4", decision.mode + " " + decision.container + " " + decision.Extension,
+            "decision");
+        Equal(MergeMode.Copy, Mpg.MergeOP(video, audio).mode, "older decision");
+        Mpg.MergeAV(video, audio, "joined.mp4");
+        var info = Mpg.GetMediaInfo("joined.mp4");
+        Equal("4 320 H264 AAC FLTP", string.Join(" ", info.duration, info.width, info.VideoCodec,
+            info.AudioCodec, info.SampleFormat), "information");
+        Equal(true, Mpg.IsThisGoodFile(video), "good");
+        Equal(4, Mpg.GetAudioDuration(audio), "duration");
+        Equal("mp4 mpg", Mpg.GetDefExtension("joined.mp4") + " " + Mpg.GetDefExt(OutputFormat.Mpeg),
+            "extensions");
+        var copy = new TranscodeParams { formatId = OutputFormat.Ts };
+        Mpg.Merge(new[] { "joined.mp4", "none", "joined.mp4" }, "two.mp4", closeGaps: true);
+        Mpg.Mp3Convert("joined.mp4", "a.mp3", 96000);
+        Mpg.SaveTrimmedVideo("joined.mp4", "trim.mp4", 1, 2);
+        Mpg.Crop("joined.mp4", "crop.mp4");
+        Mpg.ShiftAudio("joined.mp4", "late.mp4", 500);
+        Mpg.Transcode("joined.mp4", "s.ts", copy);
+        Mpg.Transcode("s.ts", "a longer name of a stream.ts", copy);
+        Output("ffmpeg", "-v error -i joined.mp4 -c copy -flvflags no_duration_filesize live.flv");
+        Mpg.FlvFixDuration("live.flv");
+        // The last picture stands at 3.96.
+        Equal(3L, Mpg.GetMediaInfo("live.flv").duration, "repaired duration");
+        Mpg.GetImage(video, "a.jpg", height: 120);
+        Mpg.GetImageP(video, "b.bmp", 50, ImageFormat.Bmp, 120);
+        Mpg.GetImageJPG(video, "c.jpg", 2, 120);
+        Equal(58 + 160 * 120 * 3, Mpg.GetImageBMP(video, 1, 120).Length, "bitmap");
+        foreach (var file in "two.mp4 trim.mp4 crop.mp4 late.mp4 s.ts a.mp3 a.jpg b.bmp c.jpg"
+                     .Split(' ').Concat(new[] { "a longer name of a stream.ts" }))
+        {
+            var kinds = Output("ffprobe",
+                "-v error -of csv=p=0 -show_entries stream=codec_type \"" + file + "\"");
+            Equal(file == "a.mp3" ? "audio" : Path.GetExtension(file) == ".jpg" || file == "b.bmp"
+                ? "video" : "audio video",
+                string.Join(" ", kinds.Split().Where(kind => kind != "").Distinct().OrderBy(k => k)),
+                file);
+        }
+    }
+
+    static void ProgressStopsAndThrows(string video, string audio)
+    {
+        var report = new Report();
+        Mpg.MergeAV(video, audio, "p.mp4", report);
+        Equal("100 True", report.Seen.Last() + " " + (report.Seen.Count > 10), "reports");
+        var stop = new CancellationTokenSource();
+        report.Then = percent => stop.Cancel();
+        var stopped = Throws<MpgCanceledException>("stop", "stopped; so far in stopped.mp4",
+            () => Mpg.MergeAV(video, audio, "stopped.mp4", report, stop.Token));
+        Equal("stopped.mp4", stopped.Output, "kept");
+        Equal(true, Mpg.IsThisGoodFile("stopped.mp4"), "a stopped file");
+        report.Then = percent => { throw new InvalidOperationException("of the host"); };
+        Throws<InvalidOperationException>("callback", "of the host",
+            () => Mpg.MergeAV(video, audio, "stopped.mp4", report));
+        Mpg.SetPercent100(1000);
+        report.Then = percent => { };
+        Mpg.MergeAV(video, audio, "p.mp4", report);
+        Mpg.SetPercent100(100);
+        Equal(1000, report.Seen.Last(), "scale");
+    }
+
+    static void ErrorsNameTheFileAndTheReason(string video, string audio)
+    {
+        File.WriteAllText("text.mp4", "no media");
+        var noFolder = Path.GetFullPath("none");
+        foreach (var test in new Dictionary<string, Action> {
+            { "nofile: no such file", () => Mpg.MergeAV("nofile", audio, "x.mp4") },
+            { ".: is a folder", () => Mpg.MergeAV(video, ".", "x.mp4") },
+            { video + ": the output is one of the inputs",
+                () => Mpg.MergeAV(video, audio, video) },
+            { noFolder + ": no such folder", () => Mpg.MergeAV(video, audio, "none/x.mp4") },
+            { audio + ": Video codec not found", () => Mpg.MergeAV(audio, audio, "x.mp4") },
+            { video + ": Audio codec not found", () => Mpg.MergeAV(video, video, "x.mp4") },
+            { "text.mp4: not a media file", () => Mpg.GetMediaInfo("text.mp4") },
+            { audio + ": no picture could be saved", () => Mpg.GetImageBMP(audio, 0) } })
+            Throws<MpgException>("error", test.Key, test.Value);
+        Equal("Audio stream not found", Mpg.GetErrorText(MpgException.AudioStreamNotFound), "text");
+        Mpg.TestParams();
+    }
+
+    static int Main(string[] arguments)
+    {
+        Directory.SetCurrentDirectory(arguments[1]);
+        const string video = "film ö.mp4", audio = "film.m4a";
+        Output("ffmpeg", "-v error -y -f lavfi -i testsrc2=s=320x240:d=4 -c:v libx264 " +
+            "-preset ultrafast -g 25 \"" + video + "\"");
+        Output("ffmpeg", "-v error -y -f lavfi -i sine=d=4 -c:a aac " + audio);
+        RecordsLieWhereTheLibraryHasThem(arguments[0]);
+        EveryExportHasItsMethod(arguments[0]);
+        OperationsWriteFiles(video, audio);
+        ProgressStopsAndThrows(video, audio);
+        ErrorsNameTheFileAndTheReason(video, audio);
+        return failures == 0 ? 0 : 1;
+    }
+}
