@@ -24,18 +24,21 @@ void AddFiles(CLI::App& command, EditArguments& arguments) {
 }
 
 void Trim(const EditArguments& arguments) {
-  RequireSuccess("trim", MPG_SaveTrimmedVideo(arguments.input.c_str(), arguments.output.c_str(),
-                                              arguments.start, arguments.end));
+  RequireSuccess("trim",
+                 MPG_SaveTrimmedVideo(arguments.input.c_str(), arguments.output.c_str(),
+                                      arguments.start, arguments.end),
+                 {{arguments.input}, arguments.output});
   std::printf("wrote %s\n", arguments.output.c_str());
 }
 
 void Crop(const EditArguments& arguments) {
-  RequireSuccess("crop", MPG_Crop(arguments.input.c_str(), arguments.output.c_str()));
+  RequireSuccess("crop", MPG_Crop(arguments.input.c_str(), arguments.output.c_str()),
+                 {{arguments.input}, arguments.output});
   std::printf("wrote %s\n", arguments.output.c_str());
 }
 
 void Shift(const EditArguments& arguments) {
-  RunWithProgress("shifting", arguments.output, [&](const ProgressBar& bar) {
+  RunWithProgress("shifting", {{arguments.input}, arguments.output}, [&](const ProgressBar& bar) {
     return MPG_ShiftAudio(arguments.input.c_str(), arguments.output.c_str(), arguments.milliseconds,
                           ProgressBar::Callback, bar.Context());
   });

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "commands.h"
+#include "images.h"
 #include "mpg/mpg.h"
 
 namespace host {
@@ -19,17 +20,13 @@ struct ThumbnailArguments {
   int percent = 0;
   std::uint32_t height = 0;
   std::uint32_t quality = 80;
+  std::string sheet;
 };
 
 // The rows of a memory bitmap lie 4 bytes behind where a BMP file has them.
-bool WriteBitmap(const unsigned char* bitmap, std::uint32_t size, const std::string& path) {
-  constexpr std::size_t kHeaders = 54;
-  constexpr std::size_t kRows = 58;
-  std::FILE* const file = std::fopen(path.c_str(), "wb");
-  if (file == nullptr) return false;
-  const bool written = std::fwrite(bitmap, 1, kHeaders, file) == kHeaders &&
-                       std::fwrite(bitmap + kRows, 1, size - kRows, file) == size - kRows;
-  return std::fclose(file) == 0 && written;
+bool WriteBitmap(const char* bitmap, std::uint32_t size, const std::string& path) {
+  return WriteFile(path, std::string(bitmap, kBitmapHeaders) +
+                             std::string(bitmap + kBitmapRows, size - kBitmapRows));
 }
 
 bool SaveAtSecond(const ThumbnailArguments& arguments, ImageFormat format) {
@@ -42,27 +39,55 @@ bool SaveAtSecond(const ThumbnailArguments& arguments, ImageFormat format) {
       MPG_GetImageBMP(arguments.video.c_str(), *arguments.second, &size, arguments.height),
       std::free);
   return bitmap != nullptr &&
-         WriteBitmap(static_cast<const unsigned char*>(bitmap.get()), size, arguments.output);
+         WriteBitmap(static_cast<const char*>(bitmap.get()), size, arguments.output);
+}
+
+bool SaveByPercent(const ThumbnailArguments& arguments, ImageFormat format) {
+  return MPG_GetImageP(format, arguments.video.c_str(), arguments.output.c_str(), arguments.percent,
+                       static_cast<std::int32_t>(arguments.height), arguments.quality) != 0;
+}
+
+// "4x3" is four columns and three rows.
+std::optional<Grid> ParseGrid(const std::string& text) {
+  Grid grid;
+  char rest = 0;
+  constexpr std::uint32_t kMost = 20;
+  const bool isGrid =
+      std::sscanf(text.c_str(), "%2ux%2u%c", &grid.columns, &grid.rows, &rest) == 2 &&
+      grid.columns >= 1 && grid.columns <= kMost && grid.rows >= 1 && grid.rows <= kMost;
+  return isGrid ? std::optional(grid) : std::nullopt;
 }
 
 void SaveThumbnail(const ThumbnailArguments& arguments) {
-  const std::string extension = std::filesystem::path(arguments.output).extension().string();
-  const ImageFormat format = extension == ".ppm"   ? MPG_IMAGE_PPM
-                             : extension == ".bmp" ? MPG_IMAGE_BMP
-                                                   : MPG_IMAGE_JPEG;
-  const bool saved = arguments.second ? SaveAtSecond(arguments, format)
-                                      : MPG_GetImageP(format, arguments.video.c_str(),
-                                                      arguments.output.c_str(), arguments.percent,
-                                                      static_cast<std::int32_t>(arguments.height),
-                                                      arguments.quality) != 0;
+  const ImageFormat format = FormatOf(arguments.output);
+  const bool saved = !arguments.sheet.empty()
+                         ? SaveContactSheet(arguments.video, arguments.output,
+                                            *ParseGrid(arguments.sheet), arguments.quality)
+                     : arguments.second ? SaveAtSecond(arguments, format)
+                                        : SaveByPercent(arguments, format);
   if (!saved) {
-    std::fprintf(stderr, "thumbnail: no picture of %s\n", arguments.video.c_str());
+    const std::string reason = WhyUnreadable(arguments.video);
+    std::fprintf(stderr, "thumbnail: %s\n",
+                 reason.empty() ? (arguments.video + ": no picture could be saved").c_str()
+                                : reason.c_str());
     Exit(kFailedOrStopped);
   }
   std::printf("wrote %s\n", arguments.output.c_str());
 }
 
 }  // namespace
+
+ImageFormat FormatOf(const std::string& path) {
+  const std::string extension = std::filesystem::path(path).extension().string();
+  return extension == ".ppm" ? MPG_IMAGE_PPM : extension == ".bmp" ? MPG_IMAGE_BMP : MPG_IMAGE_JPEG;
+}
+
+bool WriteFile(const std::string& path, const std::string& content) {
+  std::FILE* const file = std::fopen(path.c_str(), "wb");
+  if (file == nullptr) return false;
+  const bool written = std::fwrite(content.data(), 1, content.size(), file) == content.size();
+  return std::fclose(file) == 0 && written;
+}
 
 void AddImageCommands(CLI::App& app) {
   const auto arguments = std::make_shared<ThumbnailArguments>();
@@ -77,6 +102,13 @@ void AddImageCommands(CLI::App& app) {
   thumbnail->add_option("--height", arguments->height, "Pixels; 0 for the video's own size");
   thumbnail->add_option("--quality", arguments->quality,
                         "JPEG quality, 1 to 100; not for --second");
+  thumbnail->add_option("--sheet", arguments->sheet, "One picture of many, such as 4x3")
+      ->check([](const std::string& text) {
+        return ParseGrid(text) ? std::string() : text + " is no grid from 1x1 to 20x20";
+      })
+      ->excludes(percent)
+      ->excludes("--second")
+      ->excludes("--height");
   thumbnail->callback([arguments] { SaveThumbnail(*arguments); });
 }
 

@@ -16,16 +16,18 @@ struct JoinArguments {
 
 void Join(const JoinArguments& arguments) {
   MergeDecision decision;
-  RequireSuccess("join", MPG_MergeOP2(arguments.video.c_str(), arguments.audio.c_str(), &decision));
+  RequireSuccess("join", MPG_MergeOP2(arguments.video.c_str(), arguments.audio.c_str(), &decision),
+                 {{arguments.video, arguments.audio}});
   const std::string output =
       arguments.output.empty() ? WithoutExtension(arguments.video) + "-joined." + decision.extension
                                : arguments.output;
   std::printf("%s\n", decision.mode == MPG_MERGE_COPY ? "copying both streams"
                                                       : "copying the video, making the audio AAC");
-  RunWithProgress("joining", output, [&](const ProgressBar& bar) {
-    return MPG_MergeAV(arguments.video.c_str(), arguments.audio.c_str(), output.c_str(),
-                       ProgressBar::Callback, bar.Context());
-  });
+  RunWithProgress("joining", {{arguments.video, arguments.audio}, output},
+                  [&](const ProgressBar& bar) {
+                    return MPG_MergeAV(arguments.video.c_str(), arguments.audio.c_str(),
+                                       output.c_str(), ProgressBar::Callback, bar.Context());
+                  });
 }
 
 }  // namespace

@@ -18,19 +18,13 @@ std::string WithoutExtension(const std::string& path) {
   return path.substr(0, hasExtension ? dot : std::string::npos);
 }
 
-void RequireSuccess(const char* what, std::int32_t result) {
-  if (result == 0) return;
-  std::fprintf(stderr, "%s: %s (0x%08X)\n", what, MPG_GetErrorText(result),
-               static_cast<unsigned>(result));
-  Exit(kFailedOrStopped);
-}
-
 }  // namespace host
 
 int main(int argc, char** argv) {
   CLI::App app("Joins, examines and converts media files with mpg.", "mpg-host");
   // Names may begin with a slash on every system.
   app.allow_windows_style_options(false);
+  app.set_version_flag("--version", "mpg-host " MPG_VERSION);
   app.require_subcommand(1);
   app.footer("Exit status: 0 done, 1 failed or stopped with Ctrl-C, 2 wrong arguments.");
   host::AddInfoCommands(app);
@@ -41,6 +35,7 @@ int main(int argc, char** argv) {
   host::AddSoundCommands(app);
   host::AddImageCommands(app);
   host::AddTranscodeCommands(app);
+  host::AddWatchCommand(app);
 
   host::StopOnInterrupt();
   try {

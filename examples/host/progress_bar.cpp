@@ -5,8 +5,6 @@
 #include <cstdio>
 #include <utility>
 
-#include "commands.h"
-
 #if defined(_WIN32)
 #include <io.h>
 #else
@@ -34,6 +32,10 @@ bool IsTerminal(std::FILE* stream) {
 
 void StopOnInterrupt() {
   std::signal(SIGINT, OnInterrupt);
+}
+
+bool IsInterrupted() {
+  return interrupted != 0;
 }
 
 ProgressBar::ProgressBar(std::string title)
@@ -65,15 +67,15 @@ void ProgressBar::Show(int percent) {
   }
 }
 
-void RunWithProgress(const std::string& title, const std::string& output,
+void RunWithProgress(const std::string& title, const Files& files,
                      const std::function<std::int32_t(const ProgressBar&)>& operation) {
   bool stopped = false;
   {
     const ProgressBar bar(title);
-    RequireSuccess(title.c_str(), operation(bar));
+    RequireSuccess(title.c_str(), operation(bar), files);
     stopped = bar.WasStopped();
   }
-  std::printf("%s %s\n", stopped ? "stopped; so far in" : "wrote", output.c_str());
+  std::printf("%s %s\n", stopped ? "stopped; so far in" : "wrote", files.output.c_str());
   if (stopped) Exit(kFailedOrStopped);
 }
 

@@ -5,6 +5,7 @@
 #include <functional>
 #include <string>
 
+#include "commands.h"
 #include "mpg/mpg.h"
 
 namespace host {
@@ -12,6 +13,7 @@ namespace host {
 /// From now on Ctrl-C makes running operations stop at their next report instead of killing the
 /// program, so that what they wrote is finished properly.
 void StopOnInterrupt();
+bool IsInterrupted();
 
 /// A live bar on a terminal, else a plain line at every tenth. Pass Callback and Context to the
 /// operation; the bar must outlive it.
@@ -39,7 +41,7 @@ class ProgressBar {
 
 /// Runs an operation that reports to a bar, and says what became of its output. Ends the program
 /// when the operation failed or was stopped.
-void RunWithProgress(const std::string& title, const std::string& output,
+void RunWithProgress(const std::string& title, const Files& files,
                      const std::function<std::int32_t(const ProgressBar&)>& operation);
 
 }  // namespace host

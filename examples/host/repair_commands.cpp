@@ -13,7 +13,7 @@ void AddRepairCommands(CLI::App& app) {
       app.add_subcommand("fix-flv", "Write an FLV file's real duration into its header");
   fix->add_option("file", *path)->required();
   fix->callback([path] {
-    RequireSuccess("fix-flv", FLV_FixDuration(path->c_str()));
+    RequireSuccess("fix-flv", FLV_FixDuration(path->c_str()), {{*path}});
     std::printf("repaired %s\n", path->c_str());
   });
 }

@@ -16,14 +16,24 @@ struct ConcatArguments {
   bool deleteSegments = false;
 };
 
+// Missing segments are skipped, unless all are: what fails is about those that are there.
+std::vector<std::string> PresentOnes(const std::vector<std::string>& segments) {
+  std::vector<std::string> present;
+  for (const std::string& segment : segments) {
+    if (WhyUnreadable(segment).empty()) present.push_back(segment);
+  }
+  return present.empty() ? segments : present;
+}
+
 void Concat(const ConcatArguments& arguments) {
   std::vector<const char*> list;
   for (const std::string& segment : arguments.segments) list.push_back(segment.c_str());
   list.push_back(nullptr);
-  RunWithProgress("joining", arguments.output, [&](const ProgressBar& bar) {
-    return MPG_Merge(list.data(), arguments.output.c_str(), arguments.deleteSegments ? 1 : 0,
-                     arguments.closeGaps ? 1 : 0, ProgressBar::Callback, bar.Context());
-  });
+  RunWithProgress(
+      "joining", {PresentOnes(arguments.segments), arguments.output}, [&](const ProgressBar& bar) {
+        return MPG_Merge(list.data(), arguments.output.c_str(), arguments.deleteSegments ? 1 : 0,
+                         arguments.closeGaps ? 1 : 0, ProgressBar::Callback, bar.Context());
+      });
 }
 
 }  // namespace

@@ -18,7 +18,7 @@ struct Mp3Arguments {
 void ConvertToMp3(const Mp3Arguments& arguments) {
   const std::string output =
       arguments.output.empty() ? WithoutExtension(arguments.input) + ".mp3" : arguments.output;
-  RunWithProgress("converting", output, [&](const ProgressBar& bar) {
+  RunWithProgress("converting", {{arguments.input}, output}, [&](const ProgressBar& bar) {
     return MP3_Convert(arguments.input.c_str(), output.c_str(), arguments.bitRate,
                        ProgressBar::Callback, bar.Context());
   });

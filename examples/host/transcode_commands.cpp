@@ -28,9 +28,11 @@ HostString View(const std::string& text) {
 void Transcode(const TranscodeArguments& arguments) {
   const HostString input = View(arguments.input);
   const HostString output = View(arguments.output);
-  RunWithProgress("transcoding", arguments.output, [&](const ProgressBar& bar) {
-    return MPG_Transcode(&input, &output, &arguments.params, ProgressBar::Callback, bar.Context());
-  });
+  RunWithProgress("transcoding", {{arguments.input}, arguments.output},
+                  [&](const ProgressBar& bar) {
+                    return MPG_Transcode(&input, &output, &arguments.params, ProgressBar::Callback,
+                                         bar.Context());
+                  });
 }
 
 template <class Names>
