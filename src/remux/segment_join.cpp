@@ -45,6 +45,15 @@ bool TryAdd(AddStream addStream, Output& output, const Input& input) try {
   return false;
 }
 
+// Later segments may bring other parameter sets between their pictures: with this tag MP4 keeps
+// them there.
+void KeepParameterSets(AVCodecParameters& parameters) {
+  const bool hasStartCodes = parameters.extradata_size > 0 && parameters.extradata[0] != 1;
+  if (parameters.codec_id == AV_CODEC_ID_HEVC && hasStartCodes) {
+    parameters.codec_tag = MKTAG('h', 'e', 'v', '1');
+  }
+}
+
 void RequireNoEntry(const char* outputPath, const std::vector<std::string>& paths) {
   for (const std::string& path : paths) RequireOtherFile(outputPath, path.c_str());
 }
@@ -86,6 +95,7 @@ class SegmentJoin {
     const bool hasVideo = first_.input && TryAdd(AddCopiedVideoStream, output_, *first_.input);
     const bool hasAudio = first_.input && TryAdd(AddCopiedAudioStream, output_, *first_.input);
     if (!hasVideo && !hasAudio) throw Error(MPG_ERR_VIDEO_STREAM_NOT_FOUND);
+    if (hasVideo) KeepParameterSets(*output_.Context()->streams[0]->codecpar);
   }
 
   // The join succeeds when the last segment that was there did.
