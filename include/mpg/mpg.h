@@ -314,8 +314,9 @@ MPG_API int32_t MPG_SaveTrimmedVideo(const char* inputPath, const char* outputPa
  * input's name suggests. Result code. A failure deletes the output. */
 MPG_API int32_t MPG_Crop(const char* inputPath, const char* outputPath) MPG_NOEXCEPT;
 
-/* Writes a copy whose audio is later (positive) or earlier (negative) by shiftMilliseconds. Result
- * code. A failure deletes the output. */
+/* Writes a copy whose audio is later (positive) or earlier (negative) by shiftMilliseconds. AVI,
+ * which has no time stamps, gets silence or empty pictures at the start; where no silence can be
+ * made, the call fails. Result code. A failure deletes the output. */
 MPG_API int32_t MPG_ShiftAudio(const char* inputPath, const char* outputPath,
                                int32_t shiftMilliseconds, ProgressCallback callback,
                                uint64_t context) MPG_NOEXCEPT;

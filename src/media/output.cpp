@@ -114,6 +114,7 @@ void Output::WriteHeader() {
   for (unsigned i = 0; i < format_->nb_streams; ++i)
     ChooseTag(*format_->oformat, *format_->streams[i]);
   PrepareRepackaging();
+  if (std::string_view(format_->oformat->name) == "avi") aviTicks_.emplace(*format_);
   Check(avformat_write_header(format_.get(), nullptr));
 }
 
@@ -126,15 +127,32 @@ int Output::Write(AVPacket& packet) {
     result = av_bsf_send_packet(repackager, &packet);
     if (result >= 0) result = av_bsf_receive_packet(repackager, &packet);
   }
-  if (result >= 0) result = av_interleaved_write_frame(format_.get(), &packet);
+  if (result >= 0) result = Interleave(packet);
   av_packet_unref(&packet);
   if (result >= 0) hasPackets_ = true;
   return result;
 }
 
-void Output::FlushQueue(WriteFailures& failures) {
-  // Each call goes as far as the first packet that the muxer refuses, which is gone then.
+int Output::Interleave(AVPacket& packet) {
+  if (!aviTicks_) return av_interleaved_write_frame(format_.get(), &packet);
+  aviTicks_->Put(packet);
   int result = 0;
+  while (result >= 0 && aviTicks_->Take(packet)) {
+    result = av_interleaved_write_frame(format_.get(), &packet);
+  }
+  return result;
+}
+
+void Output::FlushQueue(WriteFailures& failures) {
+  int result = 0;
+  if (aviTicks_) {
+    aviTicks_->End();
+    const PacketPtr packet = MakePacket();
+    while (aviTicks_->Take(*packet)) {
+      failures.Count(av_interleaved_write_frame(format_.get(), packet.get()));
+    }
+  }
+  // Each call goes as far as the first packet that the muxer refuses, which is gone then.
   while ((result = av_interleaved_write_frame(format_.get(), nullptr)) < 0) {
     Check(io_->FirstError());
     failures.Count(result);

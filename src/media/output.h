@@ -6,6 +6,7 @@
 #include <optional>
 #include <vector>
 
+#include "media/avi_ticks.h"
 #include "media/file_io.h"
 #include "media/handles.h"
 
@@ -72,7 +73,8 @@ class Output {
   void WriteHeader();
 
   /// Hands a packet to the interleaving queue and empties it; its time stamps are in its stream's
-  /// time base. 0 or a negative code, which may speak of an earlier packet.
+  /// time base. 0 or a negative code, which may speak of an earlier packet. Throws Error where a
+  /// container without time stamps can't be filled up to a stream's start.
   [[nodiscard]] int Write(AVPacket& packet);
 
   /// True once the muxer took a packet. An output without any is of no use to anyone.
@@ -97,6 +99,7 @@ class Output {
 
  private:
   void PrepareRepackaging();
+  int Interleave(AVPacket& packet);
 
   platform::Path path_;
   OnFailure onFailure_;
@@ -104,6 +107,7 @@ class Output {
   bool hasPackets_ = false;
   std::optional<FileIo> io_;
   OutputFormatPtr format_;
+  std::optional<AviTicks> aviTicks_;             // none: another container
   std::vector<BitstreamFilterPtr> repackagers_;  // by stream index; most are null
 };
 

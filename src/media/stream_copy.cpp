@@ -29,6 +29,10 @@ CopiedStream AddVideoTwin(Output& output, const Input& input,
   return {source, target};
 }
 
+bool IsAvi(const AVOutputFormat& muxer) {
+  return std::string_view(muxer.name) == "avi";
+}
+
 }  // namespace
 
 void CopyPresentation(const AVStream& source, AVStream& target) {
@@ -48,6 +52,10 @@ void CopyPresentation(const AVStream& source, AVStream& target) {
 AVRational FrameRate(const AVStream& source) {
   constexpr AVRational kFallback{25, 1};
   constexpr double kImplausible = 1000;
+  // AVI's ticks may be half pictures, which it announces as its pictures.
+  const double ticks = av_q2d(source.avg_frame_rate), pictures = av_q2d(source.r_frame_rate);
+  const bool countsHalves = pictures > 0 && ticks / pictures > 1.5;
+  if (countsHalves && pictures < kImplausible) return source.r_frame_rate;
   for (const AVRational rate : {source.avg_frame_rate, source.r_frame_rate}) {
     if (rate.num > 0 && rate.den > 0 && av_q2d(rate) < kImplausible) return rate;
   }
@@ -61,7 +69,7 @@ void GiveDuration(AVPacket& packet, const AVStream& source, const AVStream& targ
 }
 
 AVRational PictureTimeBase(const AVOutputFormat& muxer, const AVStream& source) {
-  return std::string_view(muxer.name) == "avi" ? av_inv_q(FrameRate(source)) : source.time_base;
+  return IsAvi(muxer) ? av_inv_q(FrameRate(source)) : source.time_base;
 }
 
 CopiedStream AddDecodableVideoStream(Output& output, const Input& input) {
@@ -76,11 +84,9 @@ CopiedStream AddVideoStreamFromFile(Output& output, const Input& input) {
 
 CopiedStream AddCopiedVideoStream(Output& output, const Input& input) {
   const auto [source, target] = AddVideoTwin(output, input, avcodec_find_encoder);
-  // AVI counts pictures, so its time base must be the time of one. Other muxers overrule it.
-  const AVRational rate = source->avg_frame_rate;
-  if (target->codecpar->codec_id == AV_CODEC_ID_VP9 && rate.num != 0 && rate.den != 0) {
-    target->time_base = av_inv_q(rate);
-  }
+  // Other muxers choose their own.
+  const AVOutputFormat& muxer = *output.Context()->oformat;
+  if (IsAvi(muxer)) target->time_base = PictureTimeBase(muxer, *source);
   return {source, target};
 }
 

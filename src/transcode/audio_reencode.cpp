@@ -25,11 +25,8 @@ void TakeSettings(AVCodecContext& encoder, const AVCodecContext& decoder) {
   encoder.bit_rate = decoder.bit_rate;
   encoder.sample_rate = decoder.sample_rate;
   encoder.sample_fmt = decoder.sample_fmt;
-  encoder.frame_size = decoder.frame_size;
-  encoder.initial_padding = decoder.initial_padding;
-  encoder.trailing_padding = decoder.trailing_padding;
-  encoder.block_align = decoder.block_align;
   av_channel_layout_default(&encoder.ch_layout, decoder.ch_layout.nb_channels);
+  // Sizes and paddings are the decoder's own.
   // Profile numbers mean something else in every codec, and FFmpeg's AAC encoder would announce
   // even those of its own codec that it can't make.
   if (encoder.codec_id == decoder.codec_id && encoder.codec_id != AV_CODEC_ID_AAC) {

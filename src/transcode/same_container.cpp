@@ -45,7 +45,10 @@ void SameContainerCopy::Write(AVPacket& packet, std::int64_t delay, AVRational b
   const AVStream& source = isAudio ? *audio_.source : *video_.source;
   const AVStream& target = isAudio ? *audio_.target : *video_.target;
   MovePacket(packet, source, target);
-  DelayPacket(packet, av_rescale_q_rnd(delay, base, target.time_base, AV_ROUND_ZERO));
+  // A tick of sound in AVI is a whole frame.
+  const bool isCoarse = av_q2d(target.time_base) > 0.001;
+  const AVRounding rounding = isCoarse ? AV_ROUND_NEAR_INF : AV_ROUND_ZERO;
+  DelayPacket(packet, av_rescale_q_rnd(delay, base, target.time_base, rounding));
   (isAudio ? audioGuard_ : videoGuard_).Place(packet);
   if (!isAudio) GiveDuration(packet, source, target);
   static_cast<void>(output_.Write(packet));

@@ -26,7 +26,7 @@ constexpr double kPicture = 0.04;  // seconds
 std::string Film(const std::string& extension, const std::string& options) {
   return test::NumberedVideo("film." + extension,
                              "-f lavfi -i \"aevalsrc=0.6*lt(mod(t+0.6\\,1)\\,0.001):s=48000:d=4\" "
-                             "-c:a libmp3lame -g 30 " +
+                             "-c:a libmp3lame -g 30 -avoid_negative_ts disabled " +
                                  options);
 }
 
@@ -84,6 +84,10 @@ const Operation kOperations[] = {
        return MPG_MergeAV(in.c_str(), in.c_str(), out.c_str(), nullptr, 0);
      }},
     {"segment join", "mp4", [](auto& in, auto& out) { return test::Merge({in}, out); }},
+    {"trim", "avi",
+     [](auto& in, auto& out) { return MPG_SaveTrimmedVideo(in.c_str(), out.c_str(), 0, 2); }, 0, 2},
+    {"trim between key pictures", "avi",
+     [](auto& in, auto& out) { return MPG_SaveTrimmedVideo(in.c_str(), out.c_str(), 2, 9); }, 2},
     {"crop", "avi", [](auto& in, auto& out) { return MPG_Crop(in.c_str(), out.c_str()); }},
     {"shift", "avi",
      [](auto& in, auto& out) { return MPG_ShiftAudio(in.c_str(), out.c_str(), 0, nullptr, 0); }},
@@ -144,6 +148,70 @@ TEST(Avi, GivesGrabsThePicturesOfOtherContainers) {
       EXPECT_EQ(grab(source.Avi(), second, percent), grab(mp4, second, percent))
           << source.codec << source.bPictures << " at " << second << "s, " << percent << "%";
     }
+  }
+}
+
+// As some programs write it: a header that counts bytes, not frames.
+std::string CountBytes(std::string avi) {
+  const std::size_t header = avi.find("auds");
+  const auto put = [&](std::size_t at, std::uint32_t value, int bytes) {
+    for (int i = 0; i < bytes; ++i) avi.at(header + at++) = static_cast<char>(value >> 8 * i);
+  };
+  put(20, 1, 4);           // scale
+  put(24, 128000 / 8, 4);  // rate
+  put(44, 1, 4);           // size of a sample
+  put(76, 1, 2);           // the format's block
+  return avi;
+}
+
+TEST(Avi, ShiftsSoundOfEveryKind) {
+  const test::ScratchFolder folder;
+  const std::string mp3 = "-c:a libmp3lame -b:a 128k ";
+  struct Case {
+    std::string sound;
+    bool countsBytes = false;
+  };
+  for (const Case& c : {Case{mp3}, Case{mp3, true}, Case{"-c:a ac3 "}, Case{"-c:a pcm_s16le "},
+                        Case{"-c:a pcm_u8 "}}) {
+    const std::string input = folder / "in.avi", output = folder / "out.avi";
+    const std::string film = test::ReadBytes(Film("avi", c.sound + kMpeg4));
+    test::WriteBytes(input, c.countsBytes ? CountBytes(film) : film);
+    const double click = test::Sound(input).Clicks(0).back() - ShownTimes(input).back();
+    const std::vector<std::string> packets = test::ReadPayloads(input, "a:0");
+    for (const int milliseconds : {500, -500}) {
+      SCOPED_TRACE(c.sound + (c.countsBytes ? "in bytes " : "") + std::to_string(milliseconds));
+      ASSERT_EQ(MPG_ShiftAudio(input.c_str(), output.c_str(), milliseconds, nullptr, 0), 0);
+      EXPECT_NEAR(test::Sound(output).Clicks(0).back() - ShownTimes(output).back() - click,
+                  milliseconds / 1000.0, kPicture / 2 + 0.001);
+      const std::vector<std::string> kept = test::ReadPayloads(output, "a:0");
+      ASSERT_GE(kept.size(), packets.size());
+      EXPECT_TRUE(std::equal(packets.rbegin(), packets.rend(), kept.rbegin()));
+      EXPECT_EQ(test::DecodingErrors(output), "");
+    }
+  }
+}
+
+TEST(Avi, HasATickForEachCopiedPicture) {
+  const test::ScratchFolder folder;
+  const std::string output = folder / "out.avi", aac = test::AacAudio(4);
+  for (const std::string& video :
+       {test::NumberedVideo("vp8.webm", "-c:v libvpx -deadline realtime -cpu-used 8"),
+        test::NumberedVideo("av1.mkv", "-c:v libaom-av1 -cpu-used 8 -usage realtime")}) {
+    ASSERT_EQ(MPG_MergeAV(video.c_str(), aac.c_str(), output.c_str(), nullptr, 0), 0);
+    EXPECT_EQ(test::Probe(output, "stream=time_base", "v:0"), "1/25");
+    EXPECT_EQ(test::ReadPayloads(output, "v:0"), test::ReadPayloads(video, "v:0"));
+  }
+}
+
+TEST(Avi, PlaysTheAacThatIsMadeForIt) {
+  const test::ScratchFolder folder;
+  const std::string output = folder / "out.avi";
+  for (const char* sound : {"-c:a pcm_s16le ", "-c:a libmp3lame "}) {
+    const std::string film = Film("avi", sound + std::string(kMpeg4));
+    ASSERT_EQ(Transcode(film, output, {.formatId = MPG_FORMAT_AVI, .targetAudioCodec = 2}), 0);
+    EXPECT_EQ(test::DecodingErrors(output), "");
+    EXPECT_NEAR(test::Sound(output).Clicks(0).back() - ShownTimes(output).back(),
+                test::Sound(film).Clicks(0).back() - ShownTimes(film).back(), kPicture / 2);
   }
 }
 
