@@ -1,6 +1,7 @@
 #include "remux/segment_timing.h"
 
 #include <algorithm>
+#include <limits>
 
 #include "media/timestamps.h"
 
@@ -26,6 +27,12 @@ std::int64_t ThreeSteps(std::int64_t step) {
 
 double Seconds(std::int64_t ticks, AVRational timeBase) {
   return static_cast<double>(ticks) * av_q2d(timeBase);
+}
+
+std::int64_t Ticks(double seconds, AVRational timeBase) {
+  const double ticks = seconds / av_q2d(timeBase);
+  if (ticks >= 0x1p63) return std::numeric_limits<std::int64_t>::max();
+  return static_cast<std::int64_t>(std::max(ticks, -0x1p63));
 }
 
 }  // namespace
@@ -87,7 +94,7 @@ void SegmentTimeline::LiftAboveZero(std::optional<Start> video, std::optional<St
   if (audio) earliest = std::min(earliest, Seconds(audio->presentation, audio_.timeBase));
   if (earliest > -kTolerance) return;
   for (Stream* const stream : {&video_, &audio_}) {
-    stream->offset = static_cast<std::int64_t>(-earliest / av_q2d(stream->timeBase));
+    stream->offset = Ticks(-earliest, stream->timeBase);
   }
 }
 
@@ -98,8 +105,7 @@ void SegmentTimeline::WaitForEnds() {
   Stream& waiting = ahead > 0 ? video_ : audio_;
   const double seconds = std::abs(ahead);
   if (seconds < kTolerance) return;
-  waiting.offset =
-      Sum(waiting.offset, static_cast<std::int64_t>(seconds / av_q2d(waiting.timeBase)));
+  waiting.offset = Sum(waiting.offset, Ticks(seconds, waiting.timeBase));
 }
 
 // Streams of one segment belong together as they lie in it: with one offset for both.
