@@ -1,4 +1,4 @@
-// A folder for the files of one fuzzed input.
+// A folder of its own for the files of one fuzzed input.
 #pragma once
 
 #include <cstdio>
@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <random>
 #include <string>
 
 #include "fuzz/targets.h"
@@ -22,8 +23,8 @@ inline void Require(bool holds, const char* what) {
 class Scratch {
  public:
   explicit Scratch(const std::string& name)
-      : folder_(std::filesystem::temp_directory_path() / ("mpg-fuzz-" + name)) {
-    std::filesystem::remove_all(folder_);
+      : folder_(std::filesystem::temp_directory_path() /
+                ("mpg-fuzz-" + name + std::to_string(std::random_device()()))) {
     std::filesystem::create_directories(folder_);
   }
   ~Scratch() { std::filesystem::remove_all(folder_); }

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "media/codec.h"
+#include "media/ffmpeg_versions.h"
 #include "media/timestamps.h"
 
 namespace mpg {
@@ -23,8 +24,8 @@ bool HasFramePerChunk(AVCodecID codecId) {
 CodecPtr OpenSilenceEncoder(const AVCodecParameters& parameters, const AVOutputFormat& muxer) {
   CodecPtr encoder = MakeEncoder(parameters.codec_id);
   encoder->sample_rate = parameters.sample_rate;
-  encoder->sample_fmt =
-      encoder->codec->sample_fmts == nullptr ? AV_SAMPLE_FMT_S16 : encoder->codec->sample_fmts[0];
+  const std::span<const AVSampleFormat> formats = SampleFormats(*encoder->codec);
+  encoder->sample_fmt = formats.empty() ? AV_SAMPLE_FMT_S16 : formats.front();
   encoder->bit_rate = parameters.bit_rate;
   encoder->time_base = {1, parameters.sample_rate};
   av_channel_layout_default(&encoder->ch_layout, parameters.ch_layout.nb_channels);

@@ -1,9 +1,9 @@
 #include "media/stream_copy.h"
 
 #include <algorithm>
-#include <span>
 #include <string_view>
 
+#include "media/ffmpeg_versions.h"
 #include "media/stream_finder.h"
 #include "mpg/mpg.h"
 
@@ -41,12 +41,7 @@ void CopyPresentation(const AVStream& source, AVStream& target) {
                                : source.codecpar->sample_aspect_ratio;
   target.sample_aspect_ratio = shape;
   target.codecpar->sample_aspect_ratio = shape;
-  const std::span sideData(source.side_data, static_cast<std::size_t>(source.nb_side_data));
-  for (const AVPacketSideData& entry : sideData) {
-    std::uint8_t* const copy =
-        CheckAllocated(av_stream_new_side_data(&target, entry.type, entry.size));
-    std::copy_n(entry.data, entry.size, copy);
-  }
+  for (const AVPacketSideData& entry : SideData(source)) AddSideData(target, entry);
 }
 
 AVRational FrameRate(const AVStream& source) {

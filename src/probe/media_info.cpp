@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "media/codec.h"
+#include "media/ffmpeg_versions.h"
 #include "media/input.h"
 #include "media/stream_finder.h"
 #include "media/timestamps.h"
@@ -45,8 +46,8 @@ void FillName(const char* name, std::span<char> field) {
 
 void FillSampleFormat(AVCodecID codecId, std::span<char> field) {
   const AVCodec* const decoder = avcodec_find_decoder(codecId);
-  if (decoder == nullptr || decoder->sample_fmts == nullptr) return;
-  FillName(av_get_sample_fmt_name(decoder->sample_fmts[0]), field);
+  if (decoder == nullptr || SampleFormats(*decoder).empty()) return;
+  FillName(av_get_sample_fmt_name(SampleFormats(*decoder).front()), field);
 }
 
 bool FillVideo(const Input& input, MediaInfo& info) {

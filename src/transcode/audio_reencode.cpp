@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "media/codec.h"
+#include "media/ffmpeg_versions.h"
 #include "mpg/mpg.h"
 
 namespace mpg {
@@ -57,7 +58,7 @@ void HeedAmr(AVCodecContext& encoder, AVStream& target) {
     if (variant.codecId != encoder.codec_id) continue;
     target.codecpar->codec_tag = variant.tag;
     target.codecpar->sample_rate = variant.sampleRate;
-    encoder.sample_fmt = encoder.codec->sample_fmts[0];
+    encoder.sample_fmt = SampleFormats(*encoder.codec).front();
     encoder.sample_rate = variant.sampleRate;
     av_channel_layout_default(&encoder.ch_layout, 1);
   }

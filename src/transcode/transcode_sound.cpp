@@ -1,7 +1,9 @@
 #include "transcode/transcode_sound.h"
 
+#include <algorithm>
 #include <iterator>
 
+#include "media/ffmpeg_versions.h"
 #include "media/timestamps.h"
 #include "transcode/audio_rates.h"
 
@@ -19,16 +21,11 @@ AVCodecID AudioCodec(std::int32_t number) {
 
 // The sample format nearest to the decoder's that the encoder takes.
 void FitSampleFormat(AVCodecContext& encoder) {
-  const AVSampleFormat* const formats = encoder.codec->sample_fmts;
-  if (formats == nullptr) return;
-  AVSampleFormat chosen = formats[0];
-  for (const AVSampleFormat* format = formats; *format != AV_SAMPLE_FMT_NONE; ++format) {
-    if (*format == encoder.sample_fmt) return;
-    if (av_get_packed_sample_fmt(*format) == av_get_packed_sample_fmt(encoder.sample_fmt)) {
-      chosen = *format;
-    }
-  }
-  encoder.sample_fmt = chosen;
+  const std::span<const AVSampleFormat> formats = SampleFormats(*encoder.codec);
+  if (formats.empty() || std::ranges::count(formats, encoder.sample_fmt) > 0) return;
+  const AVSampleFormat packed = av_get_packed_sample_fmt(encoder.sample_fmt);
+  const auto same = std::ranges::find(formats, packed, av_get_packed_sample_fmt);
+  encoder.sample_fmt = same == formats.end() ? formats.front() : *same;
 }
 
 void ApplySettings(const TranscodeParams& params, AudioReencode& audio) {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "media/ffmpeg_versions.h"
 #include "media/stream_copy.h"
 #include "media/timestamps.h"
 
@@ -23,11 +24,10 @@ AVRational TimeOfOnePicture(const AVStream& source) {
 }
 
 AVPixelFormat PixelFormatFor(const AVCodec& codec, AVPixelFormat wanted) {
-  if (codec.pix_fmts == nullptr) return wanted;
-  for (const AVPixelFormat* format = codec.pix_fmts; *format != AV_PIX_FMT_NONE; ++format) {
-    if (*format == wanted) return wanted;
-  }
-  return avcodec_find_best_pix_fmt_of_list(codec.pix_fmts, wanted, 0, nullptr);
+  const std::span<const AVPixelFormat> formats = PixelFormats(codec);
+  if (formats.empty() || std::ranges::count(formats, wanted) > 0) return wanted;
+  // FFmpeg's list ends with an entry of no format.
+  return avcodec_find_best_pix_fmt_of_list(formats.data(), wanted, 0, nullptr);
 }
 
 }  // namespace

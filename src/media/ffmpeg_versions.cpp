@@ -1,0 +1,102 @@
+#include "media/ffmpeg_versions.h"
+
+#include <algorithm>
+
+#include "core/error.h"
+
+namespace mpg {
+namespace {
+
+#if LIBAVCODEC_VERSION_INT >= AV_VERSION_INT(61, 13, 100)
+
+template <class Value>
+std::span<const Value> Supported(const AVCodec& codec, AVCodecConfig what) {
+  const void* values = nullptr;
+  int count = 0;
+  if (avcodec_get_supported_config(nullptr, &codec, what, 0, &values, &count) < 0) return {};
+  return {static_cast<const Value*>(values),
+          values == nullptr ? 0 : static_cast<std::size_t>(count)};
+}
+
+#else
+
+// Up to the entry that ends the list.
+template <class Value, class IsEnd>
+std::span<const Value> List(const Value* values, IsEnd isEnd) {
+  std::size_t count = 0;
+  while (values != nullptr && !isEnd(values[count])) ++count;
+  return {values, count};
+}
+
+#endif
+
+}  // namespace
+
+#if LIBAVCODEC_VERSION_INT >= AV_VERSION_INT(61, 13, 100)
+
+std::span<const AVSampleFormat> SampleFormats(const AVCodec& codec) {
+  return Supported<AVSampleFormat>(codec, AV_CODEC_CONFIG_SAMPLE_FORMAT);
+}
+
+std::span<const AVPixelFormat> PixelFormats(const AVCodec& codec) {
+  return Supported<AVPixelFormat>(codec, AV_CODEC_CONFIG_PIX_FORMAT);
+}
+
+std::span<const int> SampleRates(const AVCodec& codec) {
+  return Supported<int>(codec, AV_CODEC_CONFIG_SAMPLE_RATE);
+}
+
+std::span<const AVChannelLayout> ChannelLayouts(const AVCodec& codec) {
+  return Supported<AVChannelLayout>(codec, AV_CODEC_CONFIG_CHANNEL_LAYOUT);
+}
+
+#else
+
+std::span<const AVSampleFormat> SampleFormats(const AVCodec& codec) {
+  return List(codec.sample_fmts, [](AVSampleFormat format) { return format < 0; });
+}
+
+std::span<const AVPixelFormat> PixelFormats(const AVCodec& codec) {
+  return List(codec.pix_fmts, [](AVPixelFormat format) { return format < 0; });
+}
+
+std::span<const int> SampleRates(const AVCodec& codec) {
+  return List(codec.supported_samplerates, [](int rate) { return rate == 0; });
+}
+
+std::span<const AVChannelLayout> ChannelLayouts(const AVCodec& codec) {
+  return List(codec.ch_layouts,
+              [](const AVChannelLayout& layout) { return layout.nb_channels == 0; });
+}
+
+#endif
+
+#if LIBAVCODEC_VERSION_INT >= AV_VERSION_INT(60, 31, 102)
+
+std::span<const AVPacketSideData> SideData(const AVStream& stream) {
+  const AVCodecParameters& parameters = *stream.codecpar;
+  return {parameters.coded_side_data, static_cast<std::size_t>(parameters.nb_coded_side_data)};
+}
+
+void AddSideData(AVStream& stream, const AVPacketSideData& entry) {
+  AVCodecParameters& parameters = *stream.codecpar;
+  AVPacketSideData* const copy = CheckAllocated(av_packet_side_data_new(
+      &parameters.coded_side_data, &parameters.nb_coded_side_data, entry.type, entry.size, 0));
+  std::copy_n(entry.data, entry.size, copy->data);
+}
+
+#else
+
+std::span<const AVPacketSideData> SideData(const AVStream& stream) {
+  return {stream.side_data, static_cast<std::size_t>(stream.nb_side_data)};
+}
+
+void AddSideData(AVStream& stream, const AVPacketSideData& entry) {
+  std::uint8_t* const copy =
+      CheckAllocated(av_stream_new_side_data(&stream, entry.type, entry.size));
+  std::copy_n(entry.data, entry.size, copy);
+}
+
+#endif
+
+}  // namespace mpg

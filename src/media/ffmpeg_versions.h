@@ -1,0 +1,24 @@
+// What differs between the FFmpeg versions that the library builds with, 5.1 and newer.
+#pragma once
+
+#include <span>
+
+#include "media/ffmpeg.h"
+
+namespace mpg {
+
+/// What an encoder takes or a decoder gives; nothing where the codec doesn't say, which for an
+/// encoder means that it takes all. The codec owns the lists.
+std::span<const AVSampleFormat> SampleFormats(const AVCodec& codec);
+std::span<const AVPixelFormat> PixelFormats(const AVCodec& codec);
+std::span<const int> SampleRates(const AVCodec& codec);
+std::span<const AVChannelLayout> ChannelLayouts(const AVCodec& codec);
+
+/// What belongs to the whole stream beside its codec parameters, such as the rotation. From 6.1 on
+/// it is part of these parameters and copied with them. The stream owns it.
+std::span<const AVPacketSideData> SideData(const AVStream& stream);
+
+/// Adds a copy, in place of what the stream has of that type. Throws Error(ENOMEM).
+void AddSideData(AVStream& stream, const AVPacketSideData& entry);
+
+}  // namespace mpg
