@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "core/error.h"
+#include "media/timestamps.h"
 
 namespace mpg {
 namespace {
@@ -70,6 +71,13 @@ std::span<const AVChannelLayout> ChannelLayouts(const AVCodec& codec) {
 }
 
 #endif
+
+AVRational RealFrameRate(const AVStream& stream) {
+  const AVRational rate = stream.r_frame_rate;
+  const AVRational half = {rate.num, rate.den * 2};
+  const bool isTwice = rate.num > 0 && av_cmp_q(stream.avg_frame_rate, half) == 0;
+  return isTwice && !IsKnown(stream.start_time) ? half : rate;
+}
 
 #if LIBAVCODEC_VERSION_INT >= AV_VERSION_INT(60, 31, 102)
 

@@ -14,6 +14,10 @@ std::span<const AVPixelFormat> PixelFormats(const AVCodec& codec);
 std::span<const int> SampleRates(const AVCodec& codec);
 std::span<const AVChannelLayout> ChannelLayouts(const AVCodec& codec);
 
+/// Pictures a second, as r_frame_rate tells them, of which newer versions count fields where a
+/// stream has no time stamps, such as raw H.264. 0/0 where unknown.
+AVRational RealFrameRate(const AVStream& stream);
+
 /// What belongs to the whole stream beside its codec parameters, such as the rotation. From 6.1 on
 /// it is part of these parameters and copied with them. The stream owns it.
 std::span<const AVPacketSideData> SideData(const AVStream& stream);

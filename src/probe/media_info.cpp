@@ -61,7 +61,8 @@ bool FillVideo(const Input& input, MediaInfo& info) {
   info.width = parameters.width;
   info.height = parameters.height;
   info.videoBitRate = parameters.bit_rate;
-  info.frameRate = static_cast<double>(stream->r_frame_rate.num) / stream->r_frame_rate.den;
+  const AVRational rate = RealFrameRate(*stream);
+  info.frameRate = static_cast<double>(rate.num) / rate.den;
   FillStreamDuration(*stream, info.videoDuration);
   FillName(avcodec_get_name(parameters.codec_id), info.videoCodec);
   FillSampleFormat(parameters.codec_id, info.videoSampleFormat);

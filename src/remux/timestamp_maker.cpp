@@ -1,5 +1,7 @@
 #include "remux/timestamp_maker.h"
 
+#include "media/ffmpeg_versions.h"
+
 namespace mpg {
 namespace {
 
@@ -8,7 +10,7 @@ constexpr std::int64_t kFallbackFrame = 40'000;  // 25 frames a second
 
 // Length of a frame in microseconds, cut off.
 std::int64_t FrameDuration(const AVPacket& packet, const AVStream& stream) {
-  const AVRational rate = stream.r_frame_rate;
+  const AVRational rate = RealFrameRate(stream);
   if (rate.num > 0 && rate.den > 0) {
     return static_cast<std::int64_t>(kMicroseconds / (static_cast<double>(rate.num) / rate.den));
   }

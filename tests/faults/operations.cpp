@@ -1,6 +1,7 @@
 #include "faults/operations.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <cstdlib>
 #include <string_view>
 

@@ -228,7 +228,7 @@ def load(path: Optional[AnyPath] = None) -> None:
                 raise RuntimeError("the library is loaded already")
             return
         named = path or os.environ.get("MPG_LIBRARY")
-        names = ["mpg.dll"] if sys.platform == "win32" else ["libmpg.so.0", "libmpg.so"]
+        names = ["mpg.dll"] if sys.platform == "win32" else ["libmpg.so.1", "libmpg.so"]
         beside = [str(Path(__file__).resolve().parent / name) for name in names]
         tried = []
         for place in [os.path.abspath(os.fsdecode(named))] if named else beside + names:
