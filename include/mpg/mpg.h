@@ -328,13 +328,14 @@ typedef uint32_t ImageFormat;
 #define MPG_IMAGE_BMP 1u
 #define MPG_IMAGE_JPEG 2u
 
-/* Saves the first key picture that isn't of one colour. height: pixels, 0 for the video's own; the
+/* Saves the first picture that isn't predicted from others nor of one colour. height: pixels, 0 for the video's own; the
  * width follows. quality: JPEG only, 1 to 100; more becomes 90. Value: 1 or 0; a failure deletes
  * what stands at the output path. */
 MPG_API uint32_t MPG_GetImage(ImageFormat format, const char* inputPath, const char* outputPath,
                               int32_t height, uint32_t quality) MPG_NOEXCEPT;
 
-/* The same from a position on the scale of percent100 of the video's duration. Byte. */
+/* The same from a position on the scale of percent100 of the video's duration, counted from the
+ * video's start. Byte. */
 MPG_API uint8_t MPG_GetImageP(ImageFormat format, const char* inputPath, const char* outputPath,
                               int32_t position, int32_t height, uint32_t quality) MPG_NOEXCEPT;
 

@@ -177,7 +177,8 @@ uint8_t MPG_GetImageP(ImageFormat format, const char* inputPath, const char* out
                       int32_t position, int32_t height, uint32_t quality) noexcept {
   if (inputPath == nullptr || outputPath == nullptr) return 0;
   return ValueOf([&] {
-    return GrabFrameByPercent({inputPath, height}, format, outputPath, position, quality);
+    GrabFrameByPercent({inputPath, height}, format, outputPath, position, quality);
+    return true;
   });
 }
 
@@ -195,6 +196,7 @@ uint8_t MPG_GetImageJPG(const char* inputPath, const char* outputPath, uint32_t 
                         uint32_t height) noexcept {
   if (inputPath == nullptr || outputPath == nullptr) return 0;
   return ValueOf([&] {
-    return GrabJpegBySecond({inputPath, static_cast<int32_t>(height)}, second, outputPath);
+    GrabJpegBySecond({inputPath, static_cast<int32_t>(height)}, second, outputPath);
+    return true;
   });
 }

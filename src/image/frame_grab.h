@@ -14,16 +14,16 @@ struct GrabRequest {
 };
 
 /// Writes the first picture at or behind a position, on the scale of percent100 of the duration,
-/// that is neither predicted nor of one colour. Reads from the start without seeking. True when a
-/// file that isn't empty came out; else whatever stands at the output path is deleted, unless it
-/// is the input.
-bool GrabFrameByPercent(const GrabRequest& request, ImageFormat format, const char* outputPath,
+/// that is neither predicted nor of one colour. Reads from the start without seeking. Throws Error
+/// unless a file that isn't empty came out; whatever stands at the output path is deleted then,
+/// unless it is the input.
+void GrabFrameByPercent(const GrabRequest& request, ImageFormat format, const char* outputPath,
                         std::int32_t position, std::uint32_t quality);
 
 /// The picture at a second as a memory bitmap, allocated with malloc; null when there is none.
 void* GrabBitmapBySecond(const GrabRequest& request, std::uint32_t second, std::uint32_t& size);
 
-/// The same as a JPEG file. Deletes nothing on failure.
-bool GrabJpegBySecond(const GrabRequest& request, std::uint32_t second, const char* outputPath);
+/// The same as a JPEG file. Throws Error where none came out, and deletes nothing then.
+void GrabJpegBySecond(const GrabRequest& request, std::uint32_t second, const char* outputPath);
 
 }  // namespace mpg

@@ -1,0 +1,139 @@
+#include "image/poster_search.h"
+
+#include <cmath>
+#include <cstring>
+
+#include "core/progress.h"
+#include "image/h264_slices.h"
+#include "media/timestamps.h"
+
+namespace mpg {
+namespace {
+
+bool IsUniformImage(const RgbImage& image) {
+  if (image.height < 1) return true;
+  const std::size_t bytes = std::size_t{3} * static_cast<std::size_t>(image.width) *
+                            static_cast<std::size_t>(image.height);
+  // Every pixel equals the one before it.
+  return std::memcmp(image.pixels, image.pixels + 3, bytes - 3) == 0;
+}
+
+// Length of the video in its stream's time base, or AV_NOPTS_VALUE.
+std::int64_t DurationMark(VideoSource& source) {
+  const AVStream& stream = source.Stream();
+  if (IsKnown(stream.duration)) return stream.duration;
+  return RescaleTime(source.File().Duration(), AV_TIME_BASE_Q, stream.time_base);
+}
+
+// Where the n-th packet lies from the stream's start when nothing tells its time.
+std::int64_t EstimatedTime(const AVStream& stream, std::int64_t number) {
+  const double rate = av_q2d(stream.r_frame_rate);
+  const double frame = 1e6 / (std::isfinite(rate) && rate > 0 ? rate : 25.0);
+  const double tick = av_q2d(stream.time_base) * 1e6;
+  return static_cast<std::int64_t>(frame * static_cast<double>(number) / tick);
+}
+
+// What a decoder may leave out ahead of the first picture that decoding can begin with. H.264's
+// shows nothing there; HEVC's shows broken predicted pictures and intra pictures.
+AVDiscard DispensableAheadOfKey(AVCodecID codec) {
+  if (codec == AV_CODEC_ID_H264) return AVDISCARD_NONKEY;
+  return codec == AV_CODEC_ID_HEVC ? AVDISCARD_NONINTRA : AVDISCARD_DEFAULT;
+}
+
+bool CanBegin(const AVStream& stream, const AVPacket& packet) {
+  const AVCodecParameters& parameters = *stream.codecpar;
+  return (packet.flags & AV_PKT_FLAG_KEY) != 0 ||
+         (parameters.codec_id == AV_CODEC_ID_H264 && HasOnlyIntraSlices(parameters, packet));
+}
+
+}  // namespace
+
+PosterSearch::PosterSearch(VideoSource& source, RgbConverter& converter, std::int32_t position)
+    : source_(source), converter_(converter), position_(position), duration_(DurationMark(source)) {
+  if (duration_ == 0) throw Error(AVERROR_UNKNOWN);
+  // Without a length no packet reaches a position behind the start.
+  if (!IsKnown(duration_) && position > 0) throw Error(AVERROR_EOF);
+}
+
+RgbImage PosterSearch::Find() {
+  const AVDiscard dispensable = DispensableAheadOfKey(source_.Stream().codecpar->codec_id);
+  Check(Read());
+  if (dispensable != AVDISCARD_DEFAULT) {
+    source_.Decoder().skip_frame = dispensable;
+    if (SkipToBeginning()) return image_;
+    source_.Decoder().skip_frame = AVDISCARD_DEFAULT;
+  }
+  DecodeToPoster();
+  return image_;
+}
+
+// The next packet at or behind the position.
+int PosterSearch::Read() {
+  int result = 0;
+  do {
+    result = source_.Read(*packet_);
+  } while (result >= 0 && IsBeforePosition(packets_++));
+  return result;
+}
+
+bool PosterSearch::IsBeforePosition(std::int64_t number) const {
+  if (position_ == 0 || !IsKnown(duration_)) return false;
+  const AVStream& stream = source_.Stream();
+  const std::int64_t start = IsKnown(stream.start_time) ? stream.start_time : 0;
+  const std::int64_t time =
+      IsKnown(packet_->pts) ? av_sat_sub64(packet_->pts, start) : EstimatedTime(stream, number);
+  return PercentOf(time, duration_) < position_;
+}
+
+// The first phase. True when the poster was found on the way; otherwise the packet to begin with
+// waits.
+bool PosterSearch::SkipToBeginning() {
+  AVCodecContext& decoder = source_.Decoder();
+  while (!CanBegin(source_.Stream(), *packet_)) {
+    if (SkipPacket()) return true;
+    const int result = Read();
+    if (result >= 0) continue;
+    // The pictures that were left out would have pushed out those that wait for their turn.
+    const AVPacket* const noMore = nullptr;
+    while (Decode(decoder, noMore, *picture_) == Decoded::kPicture) {
+      if (IsPoster()) return true;
+    }
+    throw Error(result);
+  }
+  return false;
+}
+
+bool PosterSearch::SkipPacket() {
+  const Decoded decoded = Decode(source_.Decoder(), packet_.get(), *picture_);
+  if (decoded == Decoded::kPicture) return IsPoster();
+  // HEVC's decoder would have shown the pictures that it leaves out.
+  const bool isLeftOut =
+      decoded == Decoded::kNothing && source_.Decoder().skip_frame == AVDISCARD_NONINTRA;
+  if (!isLeftOut) CountFruitless();
+  return false;
+}
+
+// The second phase.
+void PosterSearch::DecodeToPoster() {
+  for (;; Check(Read())) {
+    if (Decode(source_.Decoder(), packet_.get(), *picture_) != Decoded::kPicture) {
+      CountFruitless();
+    } else if (IsPoster()) {
+      return;
+    }
+  }
+}
+
+bool PosterSearch::IsPoster() {
+  const AVPictureType type = picture_->pict_type;
+  if (type == AV_PICTURE_TYPE_P || type == AV_PICTURE_TYPE_B) return false;
+  image_ = converter_.Convert(*picture_);
+  return !IsUniformImage(image_);
+}
+
+void PosterSearch::CountFruitless() {
+  constexpr int kTolerated = 251;
+  if (++fruitless_ > kTolerated) throw Error(AVERROR_UNKNOWN);
+}
+
+}  // namespace mpg

@@ -1,0 +1,32 @@
+#include "image/video_source.h"
+
+#include "media/stream_finder.h"
+#include "mpg/mpg.h"
+
+namespace mpg {
+namespace {
+
+const AVStream& FindVideo(const Input& input) {
+  const AVStream* const stream = FindFirstStream(input.Context(), AVMEDIA_TYPE_VIDEO);
+  if (stream == nullptr) throw Error(MPG_ERR_VIDEO_STREAM_NOT_FOUND);
+  if (avcodec_find_encoder(stream->codecpar->codec_id) == nullptr) throw Error(AVERROR_UNKNOWN);
+  return *stream;
+}
+
+}  // namespace
+
+VideoSource::VideoSource(const char* path) : input_(path), stream_(FindVideo(input_)) {
+  input_.ReadOnly(stream_);
+  decoder_ = OpenDecoder(*stream_.codecpar);
+  if (decoder_->width == 0 || decoder_->height == 0) throw Error(AVERROR_UNKNOWN);
+}
+
+Decoded Decode(AVCodecContext& decoder, const AVPacket* packet, AVFrame& picture) {
+  const int sent = RequireMemory(avcodec_send_packet(&decoder, packet));
+  if (sent < 0 && sent != AVERROR_EOF) return Decoded::kError;
+  const int received = RequireMemory(avcodec_receive_frame(&decoder, &picture));
+  if (received >= 0) return Decoded::kPicture;
+  return received == AVERROR(EAGAIN) ? Decoded::kNothing : Decoded::kError;
+}
+
+}  // namespace mpg

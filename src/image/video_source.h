@@ -1,0 +1,33 @@
+// The video of a file that pictures are taken from.
+#pragma once
+
+#include "media/codec.h"
+#include "media/input.h"
+
+namespace mpg {
+
+/// The video stream of a file with its decoder.
+class VideoSource {
+ public:
+  /// Throws Error when there is no video, or FFmpeg can't both decode and encode it.
+  explicit VideoSource(const char* path);
+
+  Input& File() { return input_; }
+  const AVStream& Stream() const { return stream_; }
+  AVCodecContext& Decoder() const { return *decoder_; }
+
+  /// 0, or a negative code at the end of the input or when it can't be read.
+  int Read(AVPacket& packet) { return input_.Read(packet); }
+
+ private:
+  Input input_;
+  const AVStream& stream_;
+  CodecPtr decoder_;
+};
+
+enum class Decoded { kPicture, kNothing, kError };
+
+/// One packet in (null: there are no more), at most one picture out.
+Decoded Decode(AVCodecContext& decoder, const AVPacket* packet, AVFrame& picture);
+
+}  // namespace mpg

@@ -1,0 +1,116 @@
+// Pictures against those that decoding every packet gives.
+#include "image/poster_search.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <optional>
+#include <string>
+
+#include "core/progress.h"
+#include "media/timestamps.h"
+#include "support/media.h"
+#include "test_pictures.h"
+
+namespace mpg {
+namespace {
+
+using test::Bytes;
+
+std::optional<Bytes> BytesOf(const RgbImage& image) {
+  return Bytes(image.pixels, image.pixels + std::size_t{3} * static_cast<std::size_t>(image.width) *
+                                                static_cast<std::size_t>(image.height));
+}
+
+RgbConverter ConverterOf(const VideoSource& source) {
+  return {source.Decoder().width, source.Decoder().height, 0};
+}
+
+bool IsOneColour(const Bytes& pixels) {
+  return std::equal(pixels.begin() + 3, pixels.end(), pixels.begin());
+}
+
+// The first picture worth showing behind a position, by decoding every packet from there on.
+std::optional<Bytes> PlainPoster(const std::string& path, int position) {
+  VideoSource source(path.c_str());
+  RgbConverter converter = ConverterOf(source);
+  const AVStream& stream = source.Stream();
+  const std::int64_t start = IsKnown(stream.start_time) ? stream.start_time : 0;
+  const std::int64_t duration =
+      IsKnown(stream.duration)
+          ? stream.duration
+          : RescaleTime(source.File().Duration(), AV_TIME_BASE_Q, stream.time_base);
+  const PacketPtr packet = MakePacket();
+  const FramePtr picture = MakeFrame();
+  int fruitless = 0;
+  while (source.Read(*packet) >= 0) {
+    if (position != 0 && PercentOf(packet->pts - start, duration) < position) continue;
+    if (Decode(source.Decoder(), packet.get(), *picture) != Decoded::kPicture) {
+      if (++fruitless > 251) return std::nullopt;
+    } else if (picture->pict_type != AV_PICTURE_TYPE_P && picture->pict_type != AV_PICTURE_TYPE_B) {
+      auto pixels = BytesOf(converter.Convert(*picture));
+      if (!IsOneColour(*pixels)) return pixels;
+    }
+  }
+  return std::nullopt;
+}
+
+std::optional<Bytes> Poster(const std::string& path, int position) {
+  VideoSource source(path.c_str());
+  RgbConverter converter = ConverterOf(source);
+  try {
+    return BytesOf(PosterSearch(source, converter, position).Find());
+  } catch (const Error&) {
+    return std::nullopt;
+  }
+}
+
+// 320 x 240 pictures, 25 a second: `first` seconds of one kind, then testsrc2.
+std::string CutAfter(const std::string& kind, double first, double then) {
+  return "-f lavfi -i " + kind + "size=320x240:rate=25:duration=" + std::to_string(first) +
+         " -f lavfi -i testsrc2=size=320x240:rate=25:duration=" + std::to_string(then) +
+         " -filter_complex concat ";
+}
+
+struct Video {
+  std::string name, options;
+};
+
+// Kinds of streams that are decoded in ways of their own.
+std::vector<std::string> Corpus() {
+  const std::string calm = CutAfter("testsrc=", 4, 3);
+  const std::string black = CutAfter("color=black:", 0.6, 4);
+  const std::string h264 = "-c:v libx264 -preset veryfast ";
+  const std::string hevc = "-c:v libx265 -preset ultrafast -x265-params log-level=0:";
+  std::vector<std::string> paths;
+  for (const Video& v : {
+           Video{"cut.mp4", CutAfter("testsrc=", 10.8, 11) + h264},
+           Video{"far.mp4", CutAfter("testsrc=", 6, 7) + h264 + "-g 290 -sc_threshold 0"},
+           Video{"black.mp4", black + h264},
+           Video{"black-hevc.mp4", black + hevc + "keyint=50"},
+           Video{"slices.mp4", calm + h264 + "-g 40 -x264-params slices=4:scenecut=0"},
+           Video{"open.mp4", calm + h264 + "-g 30 -bf 3 -x264-params open-gop=1"},
+           Video{"pyramid.mkv", calm + h264 + "-g 60 -bf 5 -x264-params b-pyramid=normal"},
+           Video{"refresh.ts", calm + h264 + "-x264-params intra-refresh=1:keyint=30"},
+           Video{"hevc.mp4", calm + hevc + "keyint=45:bframes=4"},
+           Video{"hevc-open.ts", calm + hevc + "keyint=30:open-gop=1:bframes=3"},
+           Video{"fields.ts", calm + h264 + "-g 40 -flags +ilme+ildct"},
+           Video{"late.ts", calm + h264 + "-g 50 -output_ts_offset 40000"},
+           Video{"film.flv", calm + h264 + "-g 50 -bf 2"},
+           Video{"film.mkv", calm + "-c:v mpeg4 -bf 2 -g 20"},
+       }) {
+    paths.push_back(::test::MakeMedia(v.name, v.options));
+  }
+  return paths;
+}
+
+TEST(PosterSearch, FindsWhatDecodingEverythingFinds) {
+  for (const std::string& path : Corpus()) {
+    for (int position = 3; position < 100; position += 5) {
+      EXPECT_EQ(Poster(path, position), PlainPoster(path, position)) << path << " " << position;
+    }
+  }
+}
+
+}  // namespace
+}  // namespace mpg
