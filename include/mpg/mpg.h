@@ -328,9 +328,10 @@ typedef uint32_t ImageFormat;
 #define MPG_IMAGE_BMP 1u
 #define MPG_IMAGE_JPEG 2u
 
-/* Saves the first picture that is neither predicted from others nor of one colour. height: pixels, 0
- * for the video's own; the width follows. quality: JPEG only, 1 to 100; more becomes 90. Value: 1 or
- * 0; a failure deletes what stands at the output path. */
+/* Saves the first picture that is neither predicted from others nor of one colour, of the first
+ * video stream that isn't cover art, else of the cover art, whatever the position or time. height:
+ * pixels, 0 for the video's own; the width follows, at least 4. quality: JPEG only, 1 to 100; more
+ * becomes 90. Value: 1 or 0; a failure deletes what stands at the output path. */
 MPG_API uint32_t MPG_GetImage(ImageFormat format, const char* inputPath, const char* outputPath,
                               int32_t height, uint32_t quality) MPG_NOEXCEPT;
 

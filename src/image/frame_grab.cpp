@@ -1,5 +1,6 @@
 #include "image/frame_grab.h"
 
+#include <limits>
 #include <utility>
 
 #include "image/image_files.h"
@@ -51,8 +52,11 @@ struct Samples {
 Samples ReadSamples(VideoSource& source, std::uint32_t second) {
   constexpr int kToleratedErrors = 26;
   constexpr int kStride = 20;
-  Check(SeekVideoToSecond(source.File(), source.Decoder(), source.Stream(), second));
-  const std::int64_t target = TimeStampAt(source.Stream(), second);
+  std::int64_t target = std::numeric_limits<std::int64_t>::min();
+  if (!source.IsCover()) {
+    Check(SeekVideoToSecond(source.File(), source.Decoder(), source.Stream(), second));
+    target = TimeStampAt(source.Stream(), second);
+  }
 
   Samples samples;
   const PacketPtr packet = MakePacket();

@@ -49,10 +49,13 @@ bool CanBegin(const AVStream& stream, const AVPacket& packet) {
 }  // namespace
 
 PosterSearch::PosterSearch(VideoSource& source, RgbConverter& converter, std::int32_t position)
-    : source_(source), converter_(converter), position_(position), duration_(DurationMark(source)) {
-  if (duration_ == 0) throw Error(AVERROR_UNKNOWN);
+    : source_(source),
+      converter_(converter),
+      position_(source.IsCover() ? 0 : position),
+      duration_(DurationMark(source)) {
+  if (duration_ == 0 && !source.IsCover()) throw Error(AVERROR_UNKNOWN);
   // Without a length no packet reaches a position behind the start.
-  if (!IsKnown(duration_) && position > 0) throw Error(AVERROR_EOF);
+  if (!IsKnown(duration_) && position_ > 0) throw Error(AVERROR_EOF);
 }
 
 RgbImage PosterSearch::Find() {

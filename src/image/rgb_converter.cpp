@@ -1,12 +1,14 @@
 #include "image/rgb_converter.h"
 
+#include <algorithm>
 #include <limits>
 
 namespace mpg {
 namespace {
 
 int ScaledWidth(int sourceWidth, int sourceHeight, int height) {
-  const std::int64_t width = std::int64_t{sourceWidth} * height / sourceHeight;
+  const std::int64_t width =
+      std::max<std::int64_t>(std::int64_t{sourceWidth} * height / sourceHeight, 1);
   const std::int64_t rounded = (width + 3) / 4 * 4;
   if (rounded > std::numeric_limits<int>::max()) throw Error(AVERROR(EINVAL));
   return static_cast<int>(rounded);

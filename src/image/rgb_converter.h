@@ -10,7 +10,8 @@ namespace mpg {
 class RgbConverter {
  public:
   /// height 0 keeps the source's size; otherwise the width follows from the source's proportions,
-  /// raised to a multiple of 4. Throws Error: EINVAL for a negative or huge size, ENOMEM.
+  /// raised to a multiple of 4, at least 4. Throws Error: EINVAL for a negative or huge size,
+  /// ENOMEM.
   RgbConverter(int sourceWidth, int sourceHeight, int height);
 
   /// The picture in the converter's buffer, valid until the next call. Throws Error:

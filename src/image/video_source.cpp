@@ -1,14 +1,26 @@
 #include "image/video_source.h"
 
+#include <algorithm>
+
 #include "media/stream_finder.h"
 #include "mpg/mpg.h"
 
 namespace mpg {
 namespace {
 
+bool IsCoverArt(const AVStream& stream) {
+  return (stream.disposition & AV_DISPOSITION_ATTACHED_PIC) != 0;
+}
+
+// The first video that moves, else cover art.
 const AVStream& FindVideo(const Input& input) {
-  const AVStream* const stream = FindFirstStream(input.Context(), AVMEDIA_TYPE_VIDEO);
+  const AVStream* stream = FindFirstStream(input.Context(), AVMEDIA_TYPE_VIDEO);
   if (stream == nullptr) throw Error(MPG_ERR_VIDEO_STREAM_NOT_FOUND);
+  const auto moves = [](const AVStream* other) {
+    return other->codecpar->codec_type == AVMEDIA_TYPE_VIDEO && !IsCoverArt(*other);
+  };
+  const auto moving = std::ranges::find_if(input.Streams(), moves);
+  if (moving != input.Streams().end()) stream = *moving;
   if (avcodec_find_encoder(stream->codecpar->codec_id) == nullptr) throw Error(AVERROR_UNKNOWN);
   return *stream;
 }
@@ -19,6 +31,10 @@ VideoSource::VideoSource(const char* path) : input_(path), stream_(FindVideo(inp
   input_.ReadOnly(stream_);
   decoder_ = OpenDecoder(*stream_.codecpar);
   if (decoder_->width == 0 || decoder_->height == 0) throw Error(AVERROR_UNKNOWN);
+}
+
+bool VideoSource::IsCover() const {
+  return IsCoverArt(stream_);
 }
 
 Decoded Decode(AVCodecContext& decoder, const AVPacket* packet, AVFrame& picture) {

@@ -6,7 +6,7 @@
 
 namespace mpg {
 
-/// The video stream of a file with its decoder.
+/// The first video stream of a file that isn't cover art, or else the cover art, with its decoder.
 class VideoSource {
  public:
   /// Throws Error when there is no video, or FFmpeg can't both decode and encode it.
@@ -14,6 +14,8 @@ class VideoSource {
 
   Input& File() { return input_; }
   const AVStream& Stream() const { return stream_; }
+  /// Cover art is one picture, read at the start, that belongs to no time.
+  bool IsCover() const;
   AVCodecContext& Decoder() const { return *decoder_; }
 
   /// 0, or a negative code at the end of the input or when it can't be read.

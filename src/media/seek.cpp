@@ -1,5 +1,7 @@
 #include "media/seek.h"
 
+#include <optional>
+
 #include "media/timestamps.h"
 
 namespace mpg {
@@ -12,18 +14,26 @@ int Seek(Input& input, AVCodecContext& decoder, const AVStream& stream, std::int
   return result;
 }
 
-// Some containers are sought by time alone. True when a key picture follows that isn't later than
-// the time wanted.
-bool KeyPictureFollows(Input& input, const AVStream& stream, std::int64_t wanted) {
+enum class Landing {
+  kAtKey,    // a key picture follows that isn't later than the time wanted
+  kBetween,  // none does
+  kAtStart   // none does, and nothing lies further ahead
+};
+
+// Where a seek led: some containers are sought by time alone.
+Landing LandingOf(Input& input, const AVStream& stream, std::int64_t wanted) {
   const PacketPtr packet = MakePacket();
+  std::optional<std::int64_t> first;
   while (input.Read(*packet) == 0) {
     if (packet->stream_index != stream.index) continue;
     const bool isKey = (packet->flags & AV_PKT_FLAG_KEY) != 0;
     const std::int64_t time = isKey || !IsKnown(packet->dts) ? packet->pts : packet->dts;
-    if (isKey || !IsKnown(time) || time > wanted)
-      return isKey && (!IsKnown(time) || time <= wanted);
+    if (isKey && (!IsKnown(time) || time <= wanted)) return Landing::kAtKey;
+    if (!first) first = time;
+    if (isKey || !IsKnown(time) || time > wanted) break;
   }
-  return false;
+  const bool isAtStart = first && IsKnown(*first) && *first <= TimeStampAt(stream, 0);
+  return isAtStart ? Landing::kAtStart : Landing::kBetween;
 }
 
 // For streams in which no packet counts as a key picture: the decoder finds out where it can begin.
@@ -45,39 +55,40 @@ std::int64_t TimeStampAt(const AVStream& stream, std::uint32_t second) {
 
 int SeekVideoToSecond(Input& input, AVCodecContext& decoder, const AVStream& stream,
                       std::uint32_t second) {
-  constexpr int kAttempts = 60;
+  constexpr std::uint32_t kEarlierSeconds = 60;
   const auto seek = [&](std::int64_t timeStamp, int flags) {
     return Seek(input, decoder, stream, timeStamp, flags);
   };
   const std::int64_t wanted = TimeStampAt(stream, second);
+  const std::uint32_t earliest = second > kEarlierSeconds ? second - kEarlierSeconds : 0;
   int result = -1;
-  for (int attempt = 0; attempt < kAttempts; ++attempt, --second) {
-    const std::int64_t timeStamp = TimeStampAt(stream, second);
+  auto landing = Landing::kBetween;
+  for (std::int64_t at = second; at >= earliest && landing != Landing::kAtStart; --at) {
+    const std::int64_t timeStamp = TimeStampAt(stream, static_cast<std::uint32_t>(at));
     // The first seek only asks whether the time can be reached at all.
     result = seek(timeStamp, AVSEEK_FLAG_ANY);
     if (result >= 0) result = seek(timeStamp, AVSEEK_FLAG_BACKWARD);
-    if (result >= 0) {
-      const bool isUsable = KeyPictureFollows(input, stream, wanted);
-      result = seek(timeStamp, AVSEEK_FLAG_BACKWARD);
-      if (isUsable) {
-        input.SkipToKeyPicture(stream);
-        return result;
-      }
+    if (result < 0) continue;
+    landing = LandingOf(input, stream, wanted);
+    result = seek(timeStamp, AVSEEK_FLAG_BACKWARD);
+    if (landing == Landing::kAtKey) {
+      input.SkipToKeyPicture(stream);
+      return result;
     }
-    if (second == 0) break;
   }
-  if (second == 0 && result >= 0) {
+  const bool isAtStart = earliest == 0 || landing == Landing::kAtStart;
+  if (isAtStart && result >= 0) {
     // Decoding starts ahead of the first picture's time.
     const std::int64_t secondOfTicks = av_rescale(1, stream.time_base.den, stream.time_base.num);
     const std::int64_t ahead = TimeStampAt(stream, 0) - secondOfTicks;
     seek(ahead, AVSEEK_FLAG_BACKWARD);
-    const bool isUsable = KeyPictureFollows(input, stream, wanted);
+    landing = LandingOf(input, stream, wanted);
     result = seek(ahead, AVSEEK_FLAG_BACKWARD);
-    if (isUsable) return result;
+    if (landing == Landing::kAtKey) return result;
   }
   const int start = SeekToStart(input, decoder, stream);
   if (start >= 0) return start;
-  return second == 0 ? -1 : result;
+  return earliest == 0 ? -1 : result;
 }
 
 }  // namespace mpg

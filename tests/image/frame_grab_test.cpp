@@ -146,6 +146,26 @@ TEST(FrameGrab, CountsSecondsFromTheStreamsStart) {
   EXPECT_EQ(NumberIn(GrabBitmap(late, 3)), 60);
 }
 
+TEST(FrameGrab, TakesCoverArtOnlyWhereNothingMoves) {
+  const test::ScratchFolder folder;
+  const std::string cover =
+      test::MakeMedia("cover.png", "-f lavfi -i testsrc=size=64x64 -frames:v 1");
+  const std::string song =
+      test::MakeMedia("song.m4a", "-i " + test::AacAudio() + " -i " + cover +
+                                      " -map 0 -map 1 -c copy -disposition:v:0 attached_pic");
+  // The cover is the first stream.
+  const std::string film = test::MakeMedia(
+      "film.mp4", "-i " + cover + " -i " +
+                      test::NumberedVideo("number-50.mp4", kH264 + std::string("-g 50 -bf 0")) +
+                      " -map 0 -map 1 -c copy -disposition:v:0 attached_pic");
+  ASSERT_TRUE(Grab(song, folder / "a.ppm", 50));
+  EXPECT_EQ(test::Pixels(folder / "a.ppm"), test::Pixels(cover));
+  EXPECT_NE(GrabBitmap(song, 1).block, nullptr);
+  ASSERT_TRUE(Grab(film, folder / "a.ppm", 40));
+  EXPECT_EQ(NumberIn(folder / "a.ppm"), 50);
+  EXPECT_EQ(NumberIn(GrabBitmap(film, 3)), 70);
+}
+
 TEST(FrameGrab, ScalesByHeightToAWidthOfWholeFours) {
   const test::ScratchFolder folder;
   struct Case {
@@ -154,7 +174,7 @@ TEST(FrameGrab, ScalesByHeightToAWidthOfWholeFours) {
   };
   for (const Case& c :
        {Case{"854x480", "P6\n428 240\n", 240}, Case{"1920x1080", "P6\n160 90\n", 90},
-        Case{"161x121", "P6\n161 121\n", 0}}) {
+        Case{"161x121", "P6\n161 121\n", 0}, Case{"16x320", "P6\n4 16\n", 16}}) {
     const std::string video = test::MakeMedia(
         std::string(c.size) + ".mkv",
         "-f lavfi -i testsrc=duration=0.2:size=" + std::string(c.size) + " -c:v ffv1");
