@@ -1,5 +1,6 @@
 // Pictures against those that decoding every packet gives.
 #include "image/poster_search.h"
+#include "image/sample_search.h"
 
 #include <gtest/gtest.h>
 
@@ -110,6 +111,25 @@ TEST(PosterSearch, FindsWhatDecodingEverythingFinds) {
       EXPECT_EQ(Poster(path, position), PlainPoster(path, position)) << path << " " << position;
     }
   }
+}
+
+TEST(SampleSearch, LooksAheadToWhatDecodingEverythingFinds) {
+  int lookedAhead = 0;
+  for (const std::string& path : Corpus()) {
+    VideoSource source(path.c_str());
+    RgbConverter converter = ConverterOf(source);
+    for (std::uint32_t second = 0; second < 9; second += 1) {
+      for (const Side side : {Side::kBefore, Side::kBehind}) {
+        const FramePtr sample = LookAheadForSample(source, second, side);
+        if (sample == nullptr) continue;
+        ++lookedAhead;
+        const auto pixels = BytesOf(converter.Convert(*sample));
+        EXPECT_EQ(pixels, BytesOf(converter.Convert(*DecodeToSample(source, second, side))))
+            << path << " " << second;
+      }
+    }
+  }
+  EXPECT_GT(lookedAhead, 150) << "of 234";
 }
 
 }  // namespace
