@@ -28,6 +28,7 @@ using PacketPtr = std::unique_ptr<AVPacket, Deleter<av_packet_free>>;
 using FramePtr = std::unique_ptr<AVFrame, Deleter<av_frame_free>>;
 using BitstreamFilterPtr = std::unique_ptr<AVBSFContext, Deleter<av_bsf_free>>;
 using CodecPtr = std::unique_ptr<AVCodecContext, Deleter<avcodec_free_context>>;
+using CodecParametersPtr = std::unique_ptr<AVCodecParameters, Deleter<avcodec_parameters_free>>;
 using ParserPtr = std::unique_ptr<AVCodecParserContext, Deleter<av_parser_close>>;
 using ScalerPtr = std::unique_ptr<SwsContext, Deleter<sws_freeContext>>;
 using ResamplerPtr = std::unique_ptr<SwrContext, Deleter<swr_free>>;
@@ -43,6 +44,13 @@ inline PacketPtr MakePacket() {
 /// An empty frame; throws Error(ENOMEM).
 inline FramePtr MakeFrame() {
   return FramePtr(CheckAllocated(av_frame_alloc()));
+}
+
+/// A copy; throws Error(ENOMEM).
+inline CodecParametersPtr CopyParameters(const AVCodecParameters& parameters) {
+  CodecParametersPtr copy(CheckAllocated(avcodec_parameters_alloc()));
+  Check(avcodec_parameters_copy(copy.get(), &parameters));
+  return copy;
 }
 
 }  // namespace mpg

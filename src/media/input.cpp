@@ -74,6 +74,44 @@ Input::Input(OpenedFile&& file)
   for (AVStream* const stream : Streams()) SettleColours(*stream->codecpar);
 }
 
+Input::Input(OpenedFile&& file, int delay)
+    : io_(std::move(file.io_)), format_(std::move(file.format_)), pictureTimes_(*format_) {
+  std::vector<AVDictionary*> options(format_->nb_streams);
+  int result = 0;
+  for (AVStream* const stream : Streams()) {
+    if (stream->codecpar->codec_type != AVMEDIA_TYPE_VIDEO) continue;
+    stream->codecpar->video_delay = delay;
+    const auto index = static_cast<std::size_t>(stream->index);
+    result = std::min(result, av_dict_set(&options[index], "skip_frame", "all", 0));
+  }
+  if (result >= 0) result = avformat_find_stream_info(format_.get(), options.data());
+  for (AVDictionary*& option : options) av_dict_free(&option);
+  analysisResult_ = std::min(result, io_->FirstError());
+}
+
+bool Input::ReadAhead(const std::function<bool(const AVPacket&)>& isWell) {
+  for (;;) {
+    PacketPtr packet = MakePacket();
+    const int result = av_read_frame(format_.get(), packet.get());
+    if (result == AVERROR_EOF) break;
+    if (result < 0 || !isWell(*packet)) return false;
+    readAhead_.push_back(std::move(packet));
+  }
+  return io_->FirstError() == 0 && !io_->HasRefused();
+}
+
+void Input::TakeOver(std::span<const KnownStream> streams) {
+  for (std::size_t i = 0; i < streams.size(); ++i) {
+    if (streams[i]->codec_type != AVMEDIA_TYPE_VIDEO) continue;
+    Check(avcodec_parameters_copy(format_->streams[i]->codecpar, streams[i].get()));
+  }
+  for (AVStream* const stream : Streams()) SettleColours(*stream->codecpar);
+}
+
+std::int64_t OpenedFile::FileSize() const {
+  return std::max<std::int64_t>(avio_size(format_->pb), 0);
+}
+
 std::int64_t Input::FileSize() const {
   return std::max<std::int64_t>(avio_size(format_->pb), 0);
 }
@@ -105,10 +143,17 @@ bool Input::IsWanted(const AVPacket& packet) {
   return onlyStreams_.empty() || std::ranges::count(onlyStreams_, packet.stream_index) > 0;
 }
 
+int Input::ReadNext(AVPacket& packet) {
+  if (readAhead_.empty()) return av_read_frame(format_.get(), &packet);
+  av_packet_move_ref(&packet, readAhead_.front().get());
+  readAhead_.pop_front();
+  return 0;
+}
+
 int Input::ReadWanted(AVPacket& packet) {
   for (;;) {
     av_packet_unref(&packet);
-    const int result = av_read_frame(format_.get(), &packet);
+    const int result = ReadNext(packet);
     if (result == AVERROR(EAGAIN)) continue;
     if (result == AVERROR(EIO)) return AVERROR_EOF;
     if (result < 0 || IsWanted(packet)) return result;
@@ -131,6 +176,7 @@ int Input::Read(AVPacket& packet) {
 
 int Input::Seek(const AVStream& stream, std::int64_t timeStamp, int flags) {
   pictureTimes_.Reset();
+  readAhead_.clear();
   readResult_ = 0;
   return av_seek_frame(format_.get(), stream.index, timeStamp, flags);
 }

@@ -2,6 +2,8 @@
 #pragma once
 
 #include <cstdint>
+#include <deque>
+#include <functional>
 #include <initializer_list>
 #include <memory>
 #include <span>
@@ -26,11 +28,19 @@ class OpenedFile {
   /// Bits per second, or 0.
   std::int64_t BitRate() const { return format_->bit_rate; }
 
+  /// The streams that the header tells of.
+  std::span<AVStream* const> Streams() const { return {format_->streams, format_->nb_streams}; }
+  /// Bytes, or 0 when that isn't known.
+  std::int64_t FileSize() const;
+
  private:
   friend class Input;
   std::unique_ptr<FileIo> io_;
   InputFormatPtr format_;
 };
+
+/// Codec parameters of an earlier file's stream.
+using KnownStream = CodecParametersPtr;
 
 /// A file whose streams are known. Closed with the object; streams and parameters it hands out
 /// live as long.
@@ -39,6 +49,17 @@ class Input {
   /// Both throw Error with FFmpeg's code, or the system's where the file can't be read.
   explicit Input(const char* path) : Input(OpenedFile(path)) {}
   explicit Input(OpenedFile&& file);
+
+  /// Examines the file without decoding a picture; its pictures are decoded `delay` pictures ahead
+  /// of being shown. media/analysis.h says where this is allowed.
+  Input(OpenedFile&& file, int delay);
+  /// True when FFmpeg couldn't examine the file so.
+  bool FailedAnalysis() const { return analysisResult_ < 0; }
+  /// Reads the whole file into memory, from where Read takes it, as long as all is well with each
+  /// packet. False when it isn't or reading fails; then the input can't be used.
+  [[nodiscard]] bool ReadAhead(const std::function<bool(const AVPacket&)>& isWell);
+  /// Gives the streams the parameters of an earlier file's.
+  void TakeOver(std::span<const KnownStream> streams);
 
   AVFormatContext* Context() const { return format_.get(); }
   std::span<AVStream* const> Streams() const { return {format_->streams, format_->nb_streams}; }
@@ -80,12 +101,15 @@ class Input {
 
   bool IsWanted(const AVPacket& packet);
   int ReadWanted(AVPacket& packet);
+  int ReadNext(AVPacket& packet);
 
   std::unique_ptr<FileIo> io_;
   InputFormatPtr format_;
   std::vector<int> onlyStreams_;  // empty: all
   int skippedStream_ = kNone;     // up to its next key picture
   PictureTimes pictureTimes_;
+  int analysisResult_ = 0;
+  std::deque<PacketPtr> readAhead_;
   int readResult_ = 0;  // not handed on yet: what was read before it comes first
 };
 

@@ -24,9 +24,10 @@ struct Opening {
   int error = 0;
 };
 
-Opening Open(const std::string& path, std::vector<std::uint8_t> initialisation = {}) try {
+Opening Open(AlikeFiles& files, const std::string& path, Analysis analysis,
+             std::vector<std::uint8_t> initialisation = {}) try {
   Opening opening{.initialisation = std::move(initialisation)};
-  opening.input.emplace(OpenedFile(path.c_str(), opening.initialisation));
+  opening.input.emplace(files.Open(path.c_str(), analysis, opening.initialisation));
   return opening;
 } catch (const Error& error) {
   return {.error = error.Code()};
@@ -66,6 +67,7 @@ class SegmentJoin {
       : list_(list),
         progress_(progress),
         outputPath_(outputPath),
+        files_(list.analysis),
         output_(MuxerByName(SegmentMuxerName(outputPath)), outputPath, OnFailure::kDeleteFile) {}
 
   void Run() {
@@ -89,7 +91,7 @@ class SegmentJoin {
   }
 
   void AddStreams() {
-    first_ = Open(list_.paths.front());
+    first_ = Open(files_, list_.paths.front(), Analysis::kWhole);
     const bool isNoSegment = first_.error == AVERROR(ENOENT) || first_.error == AVERROR_INVALIDDATA;
     if (!isNoSegment) Check(first_.error);
     const bool hasVideo = first_.input && TryAdd(AddCopiedVideoStream, output_, *first_.input);
@@ -139,13 +141,16 @@ class SegmentJoin {
 
   // A fragment is read behind the last initialisation that the list brought: its own file's, as
   // sites serve them.
-  Opening OpenEntry(std::size_t index) const {
+  Opening OpenEntry(std::size_t index) {
     const std::string& path = list_.paths[index];
-    Opening segment = Open(path);
+    // Its parameters are those that the output ends with.
+    const bool isLast = index + 1 == list_.paths.size();
+    const Analysis analysis = isLast ? Analysis::kWhole : Analysis::kAsKnown;
+    Opening segment = Open(files_, path, analysis);
     if (segment.error == AVERROR_INVALIDDATA && LacksInitialisation(path.c_str())) {
       std::vector<std::uint8_t> initialisation =
           ReadInitialisation(list_.paths[initialised_].c_str());
-      if (!initialisation.empty()) return Open(path, std::move(initialisation));
+      if (!initialisation.empty()) return Open(files_, path, analysis, std::move(initialisation));
     }
     return segment;
   }
@@ -165,6 +170,7 @@ class SegmentJoin {
   const SegmentList& list_;
   Progress progress_;
   const char* outputPath_;
+  AlikeFiles files_;
   Output output_;
   WriteFailures failures_{kToleratedWriteFailures};
   Opening first_;

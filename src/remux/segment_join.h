@@ -5,13 +5,15 @@
 #include <vector>
 
 #include "core/progress.h"
+#include "media/analysis.h"
 
 namespace mpg {
 
 struct SegmentList {
-  std::vector<std::string> paths;  // in playing order
-  bool closeGaps = false;          // take forward jumps of the time stamps out
-  bool deleteSegments = false;     // once the whole join has succeeded
+  std::vector<std::string> paths;          // in playing order
+  bool closeGaps = false;                  // take forward jumps of the time stamps out
+  bool deleteSegments = false;             // once the whole join has succeeded
+  Analysis analysis = Analysis::kAsKnown;  // the output is the same with either
 };
 
 /// Joins the segments into an MPEG transport stream or an MP4 file, as the output's extension says,
