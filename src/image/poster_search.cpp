@@ -10,6 +10,8 @@
 namespace mpg {
 namespace {
 
+constexpr int kToleratedPackets = 251;  // without a picture
+
 bool IsUniformImage(const RgbImage& image) {
   if (image.height < 1) return true;
   const std::size_t bytes = std::size_t{3} * static_cast<std::size_t>(image.width) *
@@ -65,6 +67,7 @@ RgbImage PosterSearch::Find() {
     source_.Decoder().skip_frame = dispensable;
     if (SkipToBeginning()) return image_;
     source_.Decoder().skip_frame = AVDISCARD_DEFAULT;
+    if (IsPosterAtBeginning()) return image_;
   }
   DecodeToPoster();
   return image_;
@@ -91,16 +94,12 @@ bool PosterSearch::IsBeforePosition(std::int64_t number) const {
 // The first phase. True when the poster was found on the way; otherwise the packet to begin with
 // waits.
 bool PosterSearch::SkipToBeginning() {
-  AVCodecContext& decoder = source_.Decoder();
   while (!CanBegin(source_.Stream(), *packet_)) {
     if (SkipPacket()) return true;
     const int result = Read();
     if (result >= 0) continue;
     // The pictures that were left out would have pushed out those that wait for their turn.
-    const AVPacket* const noMore = nullptr;
-    while (Decode(decoder, noMore, *picture_) == Decoded::kPicture) {
-      if (IsPoster()) return true;
-    }
+    if (DrainToPoster()) return true;
     throw Error(result);
   }
   return false;
@@ -113,6 +112,27 @@ bool PosterSearch::SkipPacket() {
   const bool isLeftOut =
       decoded == Decoded::kNothing && source_.Decoder().skip_frame == AVDISCARD_NONINTRA;
   if (!isLeftOut) CountFruitless();
+  return false;
+}
+
+// Saves decoding the pictures behind that would push the first one out. When that isn't the poster,
+// the decoder starts anew and gets the same packet again.
+bool PosterSearch::IsPosterAtBeginning() {
+  AVCodecContext& decoder = source_.Decoder();
+  const bool mayWait = fruitless_ + decoder.has_b_frames <= kToleratedPackets;
+  if (!mayWait) return false;
+  const Decoded decoded = Decode(decoder, packet_.get(), *picture_);
+  if (decoded == Decoded::kPicture && IsPoster()) return true;
+  if (DrainToPoster()) return true;
+  avcodec_flush_buffers(&decoder);
+  return false;
+}
+
+bool PosterSearch::DrainToPoster() {
+  const AVPacket* const noMore = nullptr;
+  while (Decode(source_.Decoder(), noMore, *picture_) == Decoded::kPicture) {
+    if (IsPoster()) return true;
+  }
   return false;
 }
 
@@ -135,8 +155,7 @@ bool PosterSearch::IsPoster() {
 }
 
 void PosterSearch::CountFruitless() {
-  constexpr int kTolerated = 251;
-  if (++fruitless_ > kTolerated) throw Error(AVERROR_UNKNOWN);
+  if (++fruitless_ > kToleratedPackets) throw Error(AVERROR_UNKNOWN);
 }
 
 }  // namespace mpg

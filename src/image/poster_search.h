@@ -31,6 +31,8 @@ class PosterSearch {
   bool IsBeforePosition(std::int64_t number) const;
   bool SkipToBeginning();
   bool SkipPacket();
+  bool IsPosterAtBeginning();
+  bool DrainToPoster();
   void DecodeToPoster();
   bool IsPoster();
   void CountFruitless();
