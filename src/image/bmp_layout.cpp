@@ -23,7 +23,7 @@ class HeaderFiller {
 
 }  // namespace
 
-std::optional<std::uint32_t> PixelBytes(const RgbImage& image, std::uint32_t headerBytes) {
+std::optional<std::uint32_t> PixelBytes(const RgbView& image, std::uint32_t headerBytes) {
   if (image.pixels == nullptr || image.width < 0 || image.height < 0) return std::nullopt;
   const std::uint64_t pixels =
       static_cast<std::uint64_t>(image.width) * static_cast<std::uint64_t>(image.height);

@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <optional>
 
-#include "image/rgb_image.h"
+#include "image/rgb_view.h"
 
 // What the BMP file and the memory bitmap have in common.
 namespace mpg {
@@ -14,7 +14,7 @@ inline constexpr std::size_t kBmpHeaderBytes = 54;
 
 // Bytes of the picture's pixels. None for a picture without pixels or of a negative side, and when
 // the bytes and `headerBytes` together would not fit in 32 bits.
-std::optional<std::uint32_t> PixelBytes(const RgbImage& image, std::uint32_t headerBytes);
+std::optional<std::uint32_t> PixelBytes(const RgbView& image, std::uint32_t headerBytes);
 
 // File header and information header of an uncompressed 24-bit bitmap, top row first, whose pixels
 // follow at once.

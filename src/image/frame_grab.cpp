@@ -10,7 +10,7 @@
 namespace mpg {
 namespace {
 
-bool TryWriteImage(const RgbImage& image, ImageFormat format, const char* path,
+bool TryWriteImage(const RgbView& image, ImageFormat format, const char* path,
                    std::uint32_t quality) {
   switch (format) {
     case MPG_IMAGE_PPM:
@@ -25,8 +25,7 @@ bool TryWriteImage(const RgbImage& image, ImageFormat format, const char* path,
 }
 
 // Throws Error when it can't be written.
-void WriteImage(const RgbImage& image, ImageFormat format, const char* path,
-                std::uint32_t quality) {
+void WriteImage(const RgbView& image, ImageFormat format, const char* path, std::uint32_t quality) {
   if (!TryWriteImage(image, format, path, quality)) throw Error(AVERROR(EIO));
 }
 
@@ -34,7 +33,7 @@ void WritePoster(const GrabRequest& request, ImageFormat format, const char* out
                  std::int32_t position, std::uint32_t quality) {
   VideoSource source(request.inputPath);
   RgbConverter converter(source.Decoder().width, source.Decoder().height, request.height);
-  const RgbImage image = PosterSearch(source, converter, position).Find();
+  const RgbView image = PosterSearch(source, converter, position).Find();
   Check(source.File().FileError());
   WriteImage(image, format, outputPath, quality);
 }

@@ -61,7 +61,7 @@ void PutInto(void* file, Bytes bytes) {
 
 }  // namespace
 
-bool WritePpmImage(const char* path, const RgbImage& image) {
+bool WritePpmImage(const char* path, const RgbView& image) {
   const auto pixelBytes = PixelBytes(image, 0);
   if (!pixelBytes) return false;
   ImageFile file(path);
@@ -72,7 +72,7 @@ bool WritePpmImage(const char* path, const RgbImage& image) {
   return file.Close();
 }
 
-bool WriteBmpImage(const char* path, const RgbImage& image) {
+bool WriteBmpImage(const char* path, const RgbView& image) {
   const auto pixelBytes = PixelBytes(image, kBmpHeaderBytes);
   if (!pixelBytes) return false;
   ImageFile file(path);
@@ -91,7 +91,7 @@ bool WriteBmpImage(const char* path, const RgbImage& image) {
   return file.Close();
 }
 
-bool WriteJpegImage(const char* path, const RgbImage& image, std::uint32_t quality) {
+bool WriteJpegImage(const char* path, const RgbView& image, std::uint32_t quality) {
   constexpr std::uint32_t kHighestQuality = 100;
   constexpr std::uint32_t kFallbackQuality = 90;
   constexpr int kLongestSide = std::numeric_limits<std::uint16_t>::max();

@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-#include "image/rgb_image.h"
+#include "image/rgb_view.h"
 
 // Writers of still pictures, as files of names as in mpg.h. An existing file is replaced. True: the
 // file is complete and closed. No writer deletes what it left behind when it failed, and none opens
@@ -11,12 +11,12 @@
 namespace mpg {
 
 // Binary PPM. Takes pictures without pixels, too.
-bool WritePpmImage(const char* path, const RgbImage& image);
+bool WritePpmImage(const char* path, const RgbView& image);
 
 // Uncompressed 24-bit BMP, top row first, rows unpadded. Takes pictures without pixels, too.
-bool WriteBmpImage(const char* path, const RgbImage& image);
+bool WriteBmpImage(const char* path, const RgbView& image);
 
 // Baseline JPEG of quality 0 to 100; more than 100 acts as 90.
-bool WriteJpegImage(const char* path, const RgbImage& image, std::uint32_t quality);
+bool WriteJpegImage(const char* path, const RgbView& image, std::uint32_t quality);
 
 }  // namespace mpg

@@ -13,7 +13,7 @@ constexpr std::uint32_t kRowsOffset = kBmpHeaderBytes + kColourEntryBytes;
 
 }  // namespace
 
-std::uint8_t* BuildMemoryBitmap(const RgbImage& image, std::uint32_t& size) {
+std::uint8_t* BuildMemoryBitmap(const RgbView& image, std::uint32_t& size) {
   const auto pixelBytes = PixelBytes(image, kRowsOffset);
   if (!pixelBytes || *pixelBytes == 0) return nullptr;
   auto* const block = static_cast<std::uint8_t*>(std::malloc(*pixelBytes + kRowsOffset));

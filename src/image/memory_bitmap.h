@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-#include "image/rgb_image.h"
+#include "image/rgb_view.h"
 
 namespace mpg {
 
@@ -14,6 +14,6 @@ namespace mpg {
 // The block comes from std::malloc and belongs to the caller, who releases it with the same
 // runtime's free. Null, with `size` untouched, when a side is 0 or negative, there are no pixels,
 // the block would not fit in 32 bits or there is no memory for it.
-std::uint8_t* BuildMemoryBitmap(const RgbImage& image, std::uint32_t& size);
+std::uint8_t* BuildMemoryBitmap(const RgbView& image, std::uint32_t& size);
 
 }  // namespace mpg

@@ -12,7 +12,7 @@ namespace {
 
 constexpr int kToleratedPackets = 251;  // without a picture
 
-bool IsUniformImage(const RgbImage& image) {
+bool IsUniformImage(const RgbView& image) {
   if (image.height < 1) return true;
   const std::size_t bytes = std::size_t{3} * static_cast<std::size_t>(image.width) *
                             static_cast<std::size_t>(image.height);
@@ -60,7 +60,7 @@ PosterSearch::PosterSearch(VideoSource& source, RgbConverter& converter, std::in
   if (!IsKnown(duration_) && position_ > 0) throw Error(AVERROR_EOF);
 }
 
-RgbImage PosterSearch::Find() {
+RgbView PosterSearch::Find() {
   const AVDiscard dispensable = DispensableAheadOfKey(source_.Stream().codecpar->codec_id);
   Check(Read());
   if (dispensable != AVDISCARD_DEFAULT) {

@@ -24,7 +24,7 @@ class PosterSearch {
 
   /// The picture, in the converter's buffer. Throws Error: AVERROR_UNKNOWN when too many packets
   /// brought no picture at all, else the code with which reading ended.
-  RgbImage Find();
+  RgbView Find();
 
  private:
   int Read();
@@ -43,7 +43,7 @@ class PosterSearch {
   const std::int64_t duration_;  // in the stream's time base, or AV_NOPTS_VALUE
   const PacketPtr packet_ = MakePacket();
   const FramePtr picture_ = MakeFrame();
-  RgbImage image_;
+  RgbView image_;
   std::int64_t packets_ = 0;
   int fruitless_ = 0;
 };

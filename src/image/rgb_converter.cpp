@@ -27,7 +27,7 @@ RgbConverter::RgbConverter(int sourceWidth, int sourceHeight, int height) {
   pixels_.reset(planes[0]);
 }
 
-RgbImage RgbConverter::Convert(const AVFrame& picture) {
+RgbView RgbConverter::Convert(const AVFrame& picture) {
   scaler_.reset(sws_getCachedContext(scaler_.release(), picture.width, picture.height,
                                      static_cast<AVPixelFormat>(picture.format), width_, height_,
                                      AV_PIX_FMT_RGB24, SWS_FAST_BILINEAR | SWS_ACCURATE_RND,

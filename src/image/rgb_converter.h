@@ -1,7 +1,7 @@
 // Decoded pictures as packed red, green, blue bytes of a wanted size.
 #pragma once
 
-#include "image/rgb_image.h"
+#include "image/rgb_view.h"
 #include "media/handles.h"
 
 namespace mpg {
@@ -16,7 +16,7 @@ class RgbConverter {
 
   /// The picture in the converter's buffer, valid until the next call. Throws Error:
   /// AVERROR_UNKNOWN when the format can't be converted.
-  RgbImage Convert(const AVFrame& picture);
+  RgbView Convert(const AVFrame& picture);
 
  private:
   int width_;

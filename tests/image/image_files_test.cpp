@@ -69,9 +69,9 @@ TEST_F(ImageFiles, JpegQualitiesAbove100Are90) {
 
 TEST_F(ImageFiles, JpegRefusesWhatItCannotSay) {
   const Picture picture = MakeNoisePicture(65536, 3);
-  for (const RgbImage& refused :
-       {RgbImage{nullptr, 8, 8}, RgbImage{picture.pixels.data(), 0, 8},
-        RgbImage{picture.pixels.data(), 65536, 3}, RgbImage{picture.pixels.data(), 8, -1}}) {
+  for (const RgbView& refused :
+       {RgbView{nullptr, 8, 8}, RgbView{picture.pixels.data(), 0, 8},
+        RgbView{picture.pixels.data(), 65536, 3}, RgbView{picture.pixels.data(), 8, -1}}) {
     EXPECT_FALSE(WriteJpegImage(path_.c_str(), refused, 90));
     EXPECT_FALSE(fs::exists(path_));
   }
@@ -91,11 +91,11 @@ TEST_F(ImageFiles, JpegsAreWrittenAtOnce) {
   EXPECT_EQ(ReadFile(other), whole);
 }
 
-using Write = std::function<bool(const char*, const RgbImage&)>;
+using Write = std::function<bool(const char*, const RgbView&)>;
 
-const Write kWriters[] = {
-    WritePpmImage, WriteBmpImage,
-    [](const char* path, const RgbImage& image) { return WriteJpegImage(path, image, 90); }};
+const Write kWriters[] = {WritePpmImage, WriteBmpImage, [](const char* path, const RgbView& image) {
+                            return WriteJpegImage(path, image, 90);
+                          }};
 
 TEST_F(ImageFiles, AShorterFileReplacesALongerOne) {
   for (const Write& write : kWriters) {
@@ -115,7 +115,7 @@ TEST_F(ImageFiles, FailWhereNoFileCanBe) {
 
 TEST_F(ImageFiles, PpmAndBmpOpenNoFileForPicturesThatCannotBe) {
   const std::uint8_t pixel[3] = {};
-  for (const RgbImage& image : {RgbImage{nullptr, 1, 1}, RgbImage{pixel, 37838, 37838}}) {
+  for (const RgbView& image : {RgbView{nullptr, 1, 1}, RgbView{pixel, 37838, 37838}}) {
     EXPECT_FALSE(WritePpmImage(path_.c_str(), image));
     EXPECT_FALSE(WriteBmpImage(path_.c_str(), image));
     EXPECT_FALSE(fs::exists(path_));

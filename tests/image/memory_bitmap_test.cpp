@@ -36,14 +36,14 @@ TEST(MemoryBitmap, HoldsHeadersAnEmptyColourAndTheRows) {
 TEST(MemoryBitmap, RefusesWhatItCannotHold) {
   constexpr int kMost = std::numeric_limits<int>::max();
   const std::uint8_t pixel[3] = {};
-  const RgbImage refused[] = {
+  const RgbView refused[] = {
       {pixel, 0, 1},          {pixel, 1, 0},         {nullptr, 1, 1},
       {pixel, -1, 1},         {pixel, 1, -1},        {pixel, -1, -1},
       {pixel, kMost, kMost},  {pixel, 65536, 65536},  // the byte count wraps to 0
       {pixel, 37838, 37838},                          // wraps to a few bytes
       {pixel, 1, 1431655746},                         // only the headers make it too large
   };
-  for (const RgbImage& image : refused) {
+  for (const RgbView& image : refused) {
     std::uint32_t size = 12345;
     EXPECT_EQ(BuildMemoryBitmap(image, size), nullptr) << image.width << " x " << image.height;
     EXPECT_EQ(size, 12345u);

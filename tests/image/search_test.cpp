@@ -18,7 +18,7 @@ namespace {
 
 using test::Bytes;
 
-std::optional<Bytes> BytesOf(const RgbImage& image) {
+std::optional<Bytes> BytesOf(const RgbView& image) {
   return Bytes(image.pixels, image.pixels + std::size_t{3} * static_cast<std::size_t>(image.width) *
                                                 static_cast<std::size_t>(image.height));
 }

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "image/rgb_image.h"
+#include "image/rgb_view.h"
 #include "support/media.h"
 
 namespace mpg::test {
@@ -19,7 +19,7 @@ struct Picture {
   int height;
   Bytes pixels;
 
-  RgbImage View() const { return {pixels.data(), width, height}; }
+  RgbView View() const { return {pixels.data(), width, height}; }
 };
 
 // `colour(x, y, channel)` gives each byte.
