@@ -129,7 +129,7 @@ TEST(SampleSearch, LooksAheadToWhatDecodingEverythingFinds) {
       }
     }
   }
-  EXPECT_GT(lookedAhead, 150) << "of 234";
+  EXPECT_GT(lookedAhead, 150) << "of 252";
 }
 
 }  // namespace
