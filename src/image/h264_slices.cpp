@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <bit>
 #include <cstdint>
+#include <iterator>
 #include <optional>
 #include <span>
 
@@ -23,8 +24,9 @@ std::size_t LengthBytes(const AVCodecParameters& parameters) {
 Bytes TakeUnit(Bytes& data, std::size_t lengthBytes) {
   if (lengthBytes == 0) {
     constexpr std::uint8_t kStartCode[] = {0, 0, 1};
-    const auto found = std::ranges::search(data, kStartCode);
-    data = data.subspan(static_cast<std::size_t>(found.end() - data.begin()));
+    const auto found =
+        std::search(data.begin(), data.end(), std::begin(kStartCode), std::end(kStartCode));
+    data = found == data.end() ? Bytes() : Bytes(found + std::ssize(kStartCode), data.end());
     return data;
   }
   if (data.size() <= lengthBytes) return {};

@@ -1,6 +1,7 @@
 #include "media/h264_sequence.h"
 
 #include <algorithm>
+#include <iterator>
 #include <vector>
 
 namespace mpg {
@@ -38,7 +39,7 @@ class Units {
   static constexpr std::uint8_t kStartCode[] = {0, 0, 1};
 
   static Bytes::iterator FindStartCode(Bytes bytes) {
-    return std::ranges::search(bytes, kStartCode).begin();
+    return std::search(bytes.begin(), bytes.end(), std::begin(kStartCode), std::end(kStartCode));
   }
   static Bytes BehindStartCode(Bytes bytes) {
     const auto found = FindStartCode(bytes);

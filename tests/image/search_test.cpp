@@ -66,6 +66,17 @@ std::optional<Bytes> Poster(const std::string& path, int position) {
   }
 }
 
+// A sample's pixels, the code of a failure in a byte, or nothing where there is no sample.
+Bytes SampleOf(FramePtr (*search)(VideoSource&, std::uint32_t, Side), VideoSource& source,
+               std::uint32_t second, Side side) {
+  try {
+    const FramePtr sample = search(source, second, side);
+    return sample == nullptr ? Bytes() : *BytesOf(ConverterOf(source).Convert(*sample));
+  } catch (const Error& error) {
+    return {static_cast<std::uint8_t>(error.Code())};
+  }
+}
+
 // 320 x 240 pictures, 25 a second: `first` seconds of one kind, then testsrc2.
 std::string CutAfter(const std::string& kind, double first, double then) {
   return "-f lavfi -i " + kind + "size=320x240:rate=25:duration=" + std::to_string(first) +
@@ -116,16 +127,15 @@ TEST(PosterSearch, FindsWhatDecodingEverythingFinds) {
 TEST(SampleSearch, LooksAheadToWhatDecodingEverythingFinds) {
   int lookedAhead = 0;
   for (const std::string& path : Corpus()) {
-    VideoSource source(path.c_str());
-    RgbConverter converter = ConverterOf(source);
-    for (std::uint32_t second = 0; second < 9; second += 1) {
+    for (std::uint32_t second = 0; second < 9; ++second) {
       for (const Side side : {Side::kBefore, Side::kBehind}) {
-        const FramePtr sample = LookAheadForSample(source, second, side);
-        if (sample == nullptr) continue;
+        VideoSource source(path.c_str());
+        const Bytes sample = SampleOf(LookAheadForSample, source, second, side);
+        if (sample.empty()) continue;
         ++lookedAhead;
-        const auto pixels = BytesOf(converter.Convert(*sample));
-        EXPECT_EQ(pixels, BytesOf(converter.Convert(*DecodeToSample(source, second, side))))
-            << path << " " << second;
+        // Another source: from 7.1 on FFmpeg's HEVC decoder isn't empty after such an end.
+        VideoSource plain(path.c_str());
+        EXPECT_EQ(sample, SampleOf(DecodeToSample, plain, second, side)) << path << " " << second;
       }
     }
   }
