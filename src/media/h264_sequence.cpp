@@ -68,8 +68,8 @@ class BitReader {
     unsigned value = 0;
     for (int i = 0; i < count; ++i, ++position_) {
       const std::size_t byte = position_ / 8;
-      const unsigned bit = byte < bytes_.size() ? bytes_[byte] >> (7 - position_ % 8) & 1u : 0u;
-      value = value << 1 | bit;
+      const unsigned bits = byte < bytes_.size() ? bytes_[byte] : 0u;
+      value = value << 1 | (bits >> (7 - position_ % 8) & 1u);
     }
     return value;
   }
