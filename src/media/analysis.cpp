@@ -54,7 +54,21 @@ class AnnouncedTimes {
   std::int64_t last_ = AV_NOPTS_VALUE;
 };
 
+bool AreSizesKnown(const Input& input) {
+  return std::ranges::all_of(input.Streams(), [](const AVStream* stream) {
+    return !IsVideo(*stream->codecpar) || stream->codecpar->width > 0;
+  });
+}
+
 }  // namespace
+
+Input OpenInput(const char* path, Analysis analysis) {
+  OpenedFile file(path);
+  if (analysis == Analysis::kWhole || !file.IsContainer("mp4")) return Input(std::move(file));
+  std::optional<Input> input = Input::WithoutDecoding(std::move(file));
+  if (input && AreSizesKnown(*input)) return std::move(*input);
+  return Input(path);
+}
 
 Input AlikeFiles::Open(const char* path, Analysis analysis, std::span<const std::uint8_t> prefix) {
   OpenedFile opened(path, prefix);
@@ -98,7 +112,7 @@ bool AlikeFiles::IsKnown(Input& input) const {
 }
 
 void AlikeFiles::Learn(const Input& input) {
-  if (most_ == Analysis::kWhole || input.Context()->iformat->name != std::string_view("mpegts")) {
+  if (most_ == Analysis::kWhole || !input.IsContainer("mpegts")) {
     return;
   }
   int videos = 0;

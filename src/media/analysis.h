@@ -4,6 +4,14 @@
 // pictures are decoded to learn how far decoding is ahead of showing, from which FFmpeg makes
 // decoding times that a file leaves out, and what the pictures' pixels are.
 //
+// Without decoding: no frame of H.264 is decoded (other codecs' are rarely); the packets are the
+// same to the last bit, and so are the parameters that the container tells (among them codec, size,
+// extradata, rates and times). Missing is what only decoding tells: pixel format, delay, and aspect
+// ratio and colours unless the container has them. Allowed for MP4, which gives every packet both
+// of its times and its duration. Everything else is examined whole: transport streams don't tell
+// the size, FLV shows its streams too late to be told how, Matroska takes decoding times from the
+// guessed delay.
+//
 // As known from an earlier file: no picture is decoded. The packets are the same to the last bit
 // where nothing in them follows from what decoding would have told. This holds for
 // - transport streams of H.264 with at most one audio stream, all codecs as in the earlier file;
@@ -25,7 +33,10 @@
 
 namespace mpg {
 
-enum class Analysis { kWhole, kAsKnown };
+enum class Analysis { kWhole, kWithoutDecoding, kAsKnown };
+
+/// Examines the file whole where less isn't allowed. Throws as Input does. Not for kAsKnown.
+Input OpenInput(const char* path, Analysis analysis);
 
 /// Opens files that are probably alike, such as a film's segments.
 class AlikeFiles {

@@ -52,6 +52,25 @@ void SettleColours(AVCodecParameters& parameters) {
   Settle(parameters.chroma_location, AVCHROMA_LOC_NB, AVCHROMA_LOC_UNSPECIFIED);
 }
 
+// What avformat_find_stream_info hands to the decoders of the streams that there are.
+class StreamOptions {
+ public:
+  explicit StreamOptions(std::span<AVStream* const> streams) : options_(streams.size()) {}
+  StreamOptions(const StreamOptions&) = delete;
+  StreamOptions& operator=(const StreamOptions&) = delete;
+  ~StreamOptions() {
+    for (AVDictionary*& option : options_) av_dict_free(&option);
+  }
+
+  void Set(const AVStream& stream, const char* name, const char* value) {
+    Check(av_dict_set(&options_[static_cast<std::size_t>(stream.index)], name, value, 0));
+  }
+  AVDictionary** Get() { return options_.data(); }
+
+ private:
+  std::vector<AVDictionary*> options_;
+};
+
 }  // namespace
 
 OpenedFile::OpenedFile(const char* path, std::span<const std::uint8_t> prefix) {
@@ -68,10 +87,32 @@ OpenedFile::OpenedFile(const char* path, std::span<const std::uint8_t> prefix) {
   CheckRead(result, *io_);
 }
 
-Input::Input(OpenedFile&& file)
-    : io_(std::move(file.io_)), format_(std::move(file.format_)), pictureTimes_(*format_) {
+Input::Input(Unexamined, OpenedFile&& file)
+    : io_(std::move(file.io_)), format_(std::move(file.format_)), pictureTimes_(*format_) {}
+
+Input::Input(OpenedFile&& file) : Input(Unexamined{}, std::move(file)) {
   CheckRead(avformat_find_stream_info(format_.get(), nullptr), *io_);
   for (AVStream* const stream : Streams()) SettleColours(*stream->codecpar);
+}
+
+std::optional<Input> Input::WithoutDecoding(OpenedFile&& file) {
+  Input input(Unexamined{}, std::move(file));
+  StreamOptions options(input.Streams());
+  std::vector<AVStream*> formatless;
+  for (AVStream* const stream : input.Streams()) {
+    AVCodecParameters& parameters = *stream->codecpar;
+    if (parameters.codec_id != AV_CODEC_ID_H264) continue;
+    options.Set(*stream, "skip_frame", "all");
+    if (parameters.format != AV_PIX_FMT_NONE) continue;
+    // Any will do: FFmpeg reads on for as long as it has none.
+    parameters.format = AV_PIX_FMT_YUV420P;
+    formatless.push_back(stream);
+  }
+  const int result = avformat_find_stream_info(input.format_.get(), options.Get());
+  if (result < 0 || input.io_->FirstError() != 0 || input.io_->HasRefused()) return std::nullopt;
+  for (AVStream* const stream : formatless) stream->codecpar->format = AV_PIX_FMT_NONE;
+  for (AVStream* const stream : input.Streams()) SettleColours(*stream->codecpar);
+  return input;
 }
 
 Input::Input(OpenedFile&& file, int delay)
@@ -110,6 +151,14 @@ void Input::TakeOver(std::span<const KnownStream> streams) {
 
 std::int64_t OpenedFile::FileSize() const {
   return std::max<std::int64_t>(avio_size(format_->pb), 0);
+}
+
+bool OpenedFile::IsContainer(const char* name) const {
+  return av_match_name(name, format_->iformat->name) != 0;
+}
+
+bool Input::IsContainer(const char* name) const {
+  return av_match_name(name, format_->iformat->name) != 0;
 }
 
 std::int64_t Input::FileSize() const {

@@ -6,6 +6,7 @@
 #include <functional>
 #include <initializer_list>
 #include <memory>
+#include <optional>
 #include <span>
 #include <vector>
 
@@ -32,6 +33,8 @@ class OpenedFile {
   std::span<AVStream* const> Streams() const { return {format_->streams, format_->nb_streams}; }
   /// Bytes, or 0 when that isn't known.
   std::int64_t FileSize() const;
+  /// `name`: one of those by which FFmpeg knows the container.
+  bool IsContainer(const char* name) const;
 
  private:
   friend class Input;
@@ -50,6 +53,10 @@ class Input {
   explicit Input(const char* path) : Input(OpenedFile(path)) {}
   explicit Input(OpenedFile&& file);
 
+  /// Examines the file without decoding a frame of H.264; nothing when FFmpeg couldn't.
+  /// media/analysis.h says where this is allowed and what is missing then.
+  static std::optional<Input> WithoutDecoding(OpenedFile&& file);
+
   /// Examines the file without decoding a picture; its pictures are decoded `delay` pictures ahead
   /// of being shown. media/analysis.h says where this is allowed.
   Input(OpenedFile&& file, int delay);
@@ -63,6 +70,7 @@ class Input {
 
   AVFormatContext* Context() const { return format_.get(); }
   std::span<AVStream* const> Streams() const { return {format_->streams, format_->nb_streams}; }
+  bool IsContainer(const char* name) const;
 
   /// Microseconds, or AV_NOPTS_VALUE.
   std::int64_t Duration() const { return format_->duration; }
@@ -98,6 +106,9 @@ class Input {
 
  private:
   static constexpr int kNone = -1;
+
+  struct Unexamined {};
+  Input(Unexamined, OpenedFile&& file);
 
   bool IsWanted(const AVPacket& packet);
   int ReadWanted(AVPacket& packet);
