@@ -284,8 +284,10 @@ typedef struct TranscodeParams {
   int32_t formatId;           /* MPG_FORMAT_... */
   int32_t targetAudioCodec;   /* 0 as input, 1 MP3, 2 AAC, 3 AMR narrow band, 4 AMR wide band */
   int32_t targetAudioBitRate; /* bits per second, rounded up to a usual rate; 0 keeps it */
-  int32_t targetSampleRate;   /* Hz, rounded up to a usual rate; 0 keeps it */
-  int32_t targetChannels;     /* 1 mono, 2 stereo, any other value keeps them */
+  int32_t targetSampleRate;   /* Hz, rounded up to a usual rate; 0 keeps it, or the next that the
+                                 codec knows */
+  int32_t targetChannels;     /* 1 mono, 2 stereo, any other value keeps them, or as many as the
+                                 codec knows */
   int32_t targetVideoCodec;   /* 0 as input; MPEG-4 tagged 1 XVID, 2 DX50, 3 DIVX, 6 plain;
                                  4 H.263, 5 H.264 */
   int32_t targetWidth;        /* pixels, 0 not given */
@@ -298,8 +300,9 @@ typedef struct TranscodeParams {
 } TranscodeParams;
 
 /* Rewrites a file into another container, codec, size and bit rate. The first picture's time
- * becomes 0, and the sound moves along. Without a video stream, or where FFmpeg knows no decoder or
- * encoder for its codec, the sound goes alone; a video that can't be set up otherwise is a failure.
+ * becomes 0, and the sound moves along. Without a video stream (cover art is none), or where FFmpeg
+ * knows no decoder or encoder for its codec, the sound goes alone; a video that can't be set up
+ * otherwise is a failure. Of sound that is re-encoded up to 19 damaged packets may be lost.
  * Result code; AVERROR_INVALIDDATA where nothing could be written. A failure deletes the output. */
 MPG_API int32_t MPG_Transcode(const HostString* inputPath, const HostString* outputPath,
                               const TranscodeParams* params, ProgressCallback callback,

@@ -1,26 +1,16 @@
 #include "image/video_source.h"
 
-#include <algorithm>
-
 #include "media/stream_finder.h"
 #include "mpg/mpg.h"
 
 namespace mpg {
 namespace {
 
-bool IsCoverArt(const AVStream& stream) {
-  return (stream.disposition & AV_DISPOSITION_ATTACHED_PIC) != 0;
-}
-
 // The first video that moves, else cover art.
 const AVStream& FindVideo(const Input& input) {
-  const AVStream* stream = FindFirstStream(input.Context(), AVMEDIA_TYPE_VIDEO);
+  const AVStream* stream = FindMovingVideo(input.Context());
+  if (stream == nullptr) stream = FindFirstStream(input.Context(), AVMEDIA_TYPE_VIDEO);
   if (stream == nullptr) throw Error(MPG_ERR_VIDEO_STREAM_NOT_FOUND);
-  const auto moves = [](const AVStream* other) {
-    return other->codecpar->codec_type == AVMEDIA_TYPE_VIDEO && !IsCoverArt(*other);
-  };
-  const auto moving = std::ranges::find_if(input.Streams(), moves);
-  if (moving != input.Streams().end()) stream = *moving;
   if (avcodec_find_encoder(stream->codecpar->codec_id) == nullptr) throw Error(AVERROR_UNKNOWN);
   return *stream;
 }

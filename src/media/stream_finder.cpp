@@ -48,6 +48,14 @@ AVStream* FindFirstStream(const AVFormatContext* context, AVMediaType type) {
   return found == streams.end() ? nullptr : *found;
 }
 
+AVStream* FindMovingVideo(const AVFormatContext* context) {
+  const auto streams = StreamsOf(context);
+  const auto found = std::ranges::find_if(streams, [](const AVStream* stream) {
+    return IsOfType(stream, AVMEDIA_TYPE_VIDEO) && !IsCoverArt(*stream);
+  });
+  return found == streams.end() ? nullptr : *found;
+}
+
 int CountStreams(const AVFormatContext* context, AVMediaType type) {
   return static_cast<int>(std::ranges::count_if(
       StreamsOf(context), [type](const AVStream* stream) { return IsOfType(stream, type); }));

@@ -22,6 +22,14 @@ int FindCopiableAudioStream(const AVFormatContext* context);
 /// The first stream of a kind, usable or not, or null.
 AVStream* FindFirstStream(const AVFormatContext* context, AVMediaType type);
 
+/// True for a picture that stands for the file, such as an album's: FFmpeg's attached picture.
+inline bool IsCoverArt(const AVStream& stream) {
+  return (stream.disposition & AV_DISPOSITION_ATTACHED_PIC) != 0;
+}
+
+/// The first video stream that isn't cover art, or null.
+AVStream* FindMovingVideo(const AVFormatContext* context);
+
 /// Number of streams of a kind.
 int CountStreams(const AVFormatContext* context, AVMediaType type);
 

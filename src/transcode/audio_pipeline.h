@@ -11,6 +11,10 @@ namespace mpg {
 /// Stands for a time that isn't known yet.
 inline constexpr std::int64_t kNotYet = -2;
 
+/// Packets of one input that the decoder may refuse as invalid where an operation goes on behind
+/// damage.
+inline constexpr int kToleratedBadPackets = 19;
+
 /// Where the audio is. Frames' times are counted in the encoder's time base, one tick a sample;
 /// packets' in the output stream's.
 struct StreamTimingRecord {

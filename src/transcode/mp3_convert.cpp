@@ -11,7 +11,6 @@
 namespace mpg {
 namespace {
 
-constexpr int kToleratedBadPackets = 19;
 constexpr int kFallbackSampleRate = 44100;
 
 int SampleRateOf(const AVCodecContext& decoder) {

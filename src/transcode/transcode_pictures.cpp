@@ -8,7 +8,7 @@
 namespace mpg {
 
 AVStream* FindUsableVideo(const Input& input, const TranscodeParams& params) {
-  AVStream* const source = FindFirstStream(input.Context(), AVMEDIA_TYPE_VIDEO);
+  AVStream* const source = FindMovingVideo(input.Context());
   const AVCodecID codecId = source == nullptr ? AV_CODEC_ID_NONE : source->codecpar->codec_id;
   const AVCodecID wanted = VideoCodec(params, codecId);
   const bool isKnown = !AsksForVideo(params) || avcodec_find_decoder(codecId) != nullptr;

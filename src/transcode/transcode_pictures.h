@@ -9,9 +9,9 @@
 
 namespace mpg {
 
-/// The input's first video stream, where FFmpeg knows its codec and can do with it what the
-/// parameters ask for, else null: the sound goes alone then. Throws Error where the codec number is
-/// out of range.
+/// The input's first video stream that isn't cover art, where FFmpeg knows its codec and can do
+/// with it what the parameters ask for, else null: the audio goes alone then. Throws Error where
+/// the codec number is out of range.
 AVStream* FindUsableVideo(const Input& input, const TranscodeParams& params);
 
 class TranscodePictures {

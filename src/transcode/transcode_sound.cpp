@@ -1,7 +1,9 @@
 #include "transcode/transcode_sound.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <iterator>
+#include <utility>
 
 #include "media/ffmpeg_versions.h"
 #include "media/timestamps.h"
@@ -28,16 +30,44 @@ void FitSampleFormat(AVCodecContext& encoder) {
   encoder.sample_fmt = same == formats.end() ? formats.front() : *same;
 }
 
+// The next higher rate that the encoder takes, which loses nothing, else its highest.
+void FitSampleRate(AVCodecContext& encoder) {
+  const std::span<const int> rates = SampleRates(*encoder.codec);
+  if (rates.empty()) return;
+  const auto distance = [wanted = encoder.sample_rate](int rate) {
+    return std::pair(rate < wanted, std::abs(rate - wanted));
+  };
+  encoder.sample_rate = std::ranges::min(rates, {}, distance);
+}
+
+// The nearest number of channels that the encoder takes, each at its default place where it can be.
+void FitChannels(AVCodecContext& encoder) {
+  const std::span<const AVChannelLayout> layouts = ChannelLayouts(*encoder.codec);
+  if (layouts.empty()) return;
+  const auto distance = [wanted = encoder.ch_layout.nb_channels](const AVChannelLayout& layout) {
+    AVChannelLayout usual{};
+    av_channel_layout_default(&usual, layout.nb_channels);
+    return std::pair(std::abs(layout.nb_channels - wanted),
+                     av_channel_layout_compare(&layout, &usual) != 0);
+  };
+  const AVChannelLayout& nearest = *std::ranges::min_element(layouts, {}, distance);
+  Check(av_channel_layout_copy(&encoder.ch_layout, &nearest));
+}
+
 void ApplySettings(const TranscodeParams& params, AudioReencode& audio) {
   AVCodecContext& encoder = *audio.encoder;
   if (params.targetChannels == 1 || params.targetChannels == 2) {
     av_channel_layout_default(&encoder.ch_layout, params.targetChannels);
+  } else {
+    FitChannels(encoder);
   }
   if (params.targetAudioBitRate != 0) {
     encoder.bit_rate = SnapAudioBitRate(params.targetAudioBitRate);
   }
   if (params.targetSampleRate != 0) {
     encoder.sample_rate = SnapAudioSampleRate(params.targetSampleRate);
+  } else {
+    FitSampleRate(encoder);
   }
   const bool isMp3 = encoder.codec_id == AV_CODEC_ID_MP3;
   if (isMp3 || encoder.codec_id == AV_CODEC_ID_AC3) encoder.block_align = 0;
@@ -71,7 +101,7 @@ TranscodeSound::TranscodeSound(const std::string& inputPath, const TranscodePara
 void TranscodeSound::Start(std::int64_t origin, AVRational base, const AVStream* video) {
   origin_ = RescaleTime(origin, base, audio_.source->time_base);
   if (isCopied_) return;
-  pipeline_.emplace(audio_, output_, 0, origin_);
+  pipeline_.emplace(audio_, output_, kToleratedBadPackets, origin_);
   if (video != nullptr) pipeline_->KeepTogetherWith(video->index);
 }
 

@@ -57,6 +57,17 @@ TEST(FindAudioStream, TakesTheFirstUsableOne) {
   EXPECT_EQ(FindAudioStream(nullptr), -1);
 }
 
+TEST(FindMovingVideo, PassesOverCoverArt) {
+  const OutputFormatPtr context = MakeContext({kVideo, kAudio});
+  AVStream& cover = *context->streams[0];
+  EXPECT_EQ(FindMovingVideo(context.get()), &cover);
+  cover.disposition = AV_DISPOSITION_ATTACHED_PIC | AV_DISPOSITION_DEFAULT;
+  EXPECT_EQ(FindMovingVideo(context.get()), nullptr);
+  AVStream* const film = avformat_new_stream(context.get(), nullptr);
+  film->codecpar->codec_type = AVMEDIA_TYPE_VIDEO;
+  EXPECT_EQ(FindMovingVideo(context.get()), film);
+}
+
 TEST(FindCopiableAudioStream, MovesOnFromARatelessStreamByTheCountOfAudioStreams) {
   struct Case {
     std::vector<StreamSpec> streams;

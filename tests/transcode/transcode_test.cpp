@@ -193,29 +193,63 @@ TEST(Transcode, WritesTagsAndSizesAsAsked) {
   }
 }
 
-TEST(Transcode, EncodesSoundAsAsked) {
+TEST(Transcode, EncodesAudioAsAskedOrAsNearAsTheEncoderComes) {
+  const auto tone = [](const char* name, const char* options) {
+    return test::MakeMedia(name, std::string("-f lavfi -i sine=duration=1 ") + options);
+  };
+  const TranscodeParams mp3{.formatId = MPG_FORMAT_MP3, .targetAudioCodec = 1};
+  const TranscodeParams aac{.formatId = MPG_FORMAT_MP4, .targetAudioCodec = 2};
+  struct Case {
+    std::string input;
+    TranscodeParams params;
+    const char* expected;
+  };
+  const Case cases[] = {
+      // The decoder's sample format is one that the encoder doesn't take.
+      {test::NumberedVideo("layer2.ts", std::string(kTone) + "-ac 2 " + kH264 + "-c:a mp2"),
+       {.formatId = MPG_FORMAT_MP4,
+        .targetAudioCodec = 2,
+        .targetAudioBitRate = 50000,
+        .targetSampleRate = 20000,
+        .targetChannels = 1},
+       "aac\n22050\n1"},
+      {tone("5.1.ac3", "-ac 6 -c:a ac3"), mp3, "mp3\n44100\n2"},
+      {tone("5.1.ac3", "-ac 6 -c:a ac3"), aac, "aac\n44100\n6"},
+      {tone("a.wav", "-ar 64000"), mp3, "mp3\n48000\n1"},
+      {tone("a.wav", "-ar 37800 -ac 8"), mp3, "mp3\n44100\n2"},
+      {tone("a.wav", "-ar 192000 -ac 2"), mp3, "mp3\n48000\n2"},
+      {tone("a.wav", "-ar 192000 -ac 2"), aac, "aac\n96000\n2"},
+  };
   const test::ScratchFolder folder;
-  const TranscodeParams params{.formatId = MPG_FORMAT_MP4,
-                               .targetAudioCodec = 2,
-                               .targetAudioBitRate = 50000,
-                               .targetSampleRate = 20000,
-                               .targetChannels = 1};
-  // The decoder's sample format is one that the encoder doesn't take.
-  const std::string layer2 =
-      test::NumberedVideo("layer2.ts", std::string(kTone) + "-ac 2 " + kH264 + "-c:a mp2");
-  ASSERT_EQ(Transcode(layer2, folder / "out.mp4", params), 0);
-  EXPECT_EQ(test::Probe(folder / "out.mp4", "stream=codec_name,sample_rate,channels", "a:0"),
-            "aac\n22050\n1");
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.input + " as " + c.expected);
+    ASSERT_EQ(Transcode(c.input, folder / "out", c.params), 0);
+    EXPECT_EQ(test::Probe(folder / "out", "stream=codec_name,sample_rate,channels", "a:0"),
+              c.expected);
+    EXPECT_EQ(test::DecodingErrors(folder / "out"), "");
+  }
 }
 
-TEST(Transcode, TakesSoundAloneWhereThereIsNoVideo) {
+TEST(Transcode, TakesAudioAloneWhereThereIsNoVideo) {
+  const std::string song = test::MakeMedia(
+      "song.m4a", "-i " + test::AacAudio() +
+                      " -f lavfi -i testsrc=s=64x64:d=0.04 -map 0 -map 1 -c:a copy -c:v png "
+                      "-disposition:v:0 attached_pic");
   const test::ScratchFolder folder;
-  test::ProgressLog log;
-  ASSERT_EQ(Transcode(test::AacAudio(), folder / "a.mp4", {.formatId = MPG_FORMAT_MP4}, &log), 0);
-  EXPECT_EQ(test::ReadPayloads(folder / "a.mp4", "a:0"),
-            test::ReadPayloads(test::AacAudio(), "a:0"));
-  EXPECT_GT(log.Reports().size(), 50u);
-  EXPECT_EQ(log.Reports().back(), 100);
+  const std::string output = folder / "a.mp4";
+  for (const std::string& input : {test::AacAudio(), song}) {
+    for (const int videoCodec : {0, 5}) {
+      SCOPED_TRACE(input);
+      test::ProgressLog log;
+      ASSERT_EQ(Transcode(input, output,
+                          {.formatId = MPG_FORMAT_MP4, .targetVideoCodec = videoCodec}, &log),
+                0);
+      EXPECT_EQ(test::Probe(output, "stream=codec_type"), "audio");
+      EXPECT_EQ(test::ReadPayloads(output, "a:0"), test::ReadPayloads(test::AacAudio(), "a:0"));
+      EXPECT_GT(log.Reports().size(), 50u);
+      EXPECT_EQ(log.Reports().back(), 100);
+    }
+  }
 }
 
 TEST(Transcode, StopsWithAPlayableFileWhenTheHostSaysSo) {
