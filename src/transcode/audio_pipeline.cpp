@@ -46,7 +46,7 @@ int WithoutParserCodes(int result) {
   return isParserCode ? AVERROR_INVALIDDATA : result;
 }
 
-void Raise(std::int64_t& time, std::int64_t last) {
+void MoveBehind(std::int64_t& time, std::int64_t last) {
   if (last != kNotYet && time <= last) time = last + 1;
 }
 
@@ -117,7 +117,7 @@ int AudioPipeline::DecodeAudioFrame(AVFrame& frame, bool& dataPresent, bool& fin
 
 // At the end of the input the decoder is told so; what it still holds comes then.
 int AudioPipeline::SendNextPacket() {
-  int result = ReadSound();
+  int result = ReadAudio();
   if (result < 0 && result != AVERROR_EOF) return result;
   const bool isEnd = result == AVERROR_EOF;
   if (!isEnd && timing_.currentPts == kNotYet && !knowsOrigin_) LearnPriming(*packet_);
@@ -126,7 +126,7 @@ int AudioPipeline::SendNextPacket() {
   return result == AVERROR_EOF ? 0 : result;
 }
 
-int AudioPipeline::ReadSound() {
+int AudioPipeline::ReadAudio() {
   for (;;) {
     const int result = audio_.input.Read(*packet_);
     if (result < 0) return result;
@@ -232,7 +232,7 @@ int AudioPipeline::EncodeAudioFrame(AVFrame* frame, bool& dataPresent) {
   dataPresent = false;
   if (frame != nullptr) {
     frame->pts = timing_.currentPts;
-    Raise(frame->pts, timing_.lastFramePts);
+    MoveBehind(frame->pts, timing_.lastFramePts);
     timing_.lastFramePts = frame->pts;
     timing_.currentPts = frame->pts + frame->nb_samples;
   }
@@ -262,11 +262,11 @@ int AudioPipeline::WritePacket() {
   packet.stream_index = audio_.target->index;
   packet.pos = -1;
   if (IsKnown(packet.pts)) {
-    Raise(packet.pts, timing_.lastPacketPts);
+    MoveBehind(packet.pts, timing_.lastPacketPts);
     timing_.lastPacketPts = packet.pts;
   }
   if (IsKnown(packet.dts)) {
-    Raise(packet.dts, timing_.lastPacketDts);
+    MoveBehind(packet.dts, timing_.lastPacketDts);
     timing_.lastPacketDts = packet.dts;
   }
   timing_.durationSum += packet.duration;

@@ -36,7 +36,7 @@ class AudioPipeline {
   AudioPipeline(AudioReencode& audio, Output& output, int toleratedBadPackets = 0,
                 std::int64_t origin = AV_NOPTS_VALUE);
 
-  /// Before the first step: reads this stream of the input, too, so that the sound follows the
+  /// Before the first step: reads this stream of the input, too, so that the audio follows the
   /// jumps of its clock.
   void KeepTogetherWith(int stream);
 
@@ -68,7 +68,7 @@ class AudioPipeline {
   void Fill(bool& finished);
   void Drain();
   int SendNextPacket();
-  int ReadSound();
+  int ReadAudio();
   void LearnPriming(const AVPacket& packet);
   int FollowFormat(const AVFrame& frame);
   std::int64_t TimeOf(const AVFrame& frame) const;

@@ -53,7 +53,7 @@ AVChannelLayout DefaultLayout(int channels) {
 
 }  // namespace
 
-void HeedAmr(AVCodecContext& encoder, AVStream& target) {
+void ApplyAmrFormat(AVCodecContext& encoder, AVStream& target) {
   for (const AmrVariant& variant : kAmrVariants) {
     if (variant.codecId != encoder.codec_id) continue;
     target.codecpar->codec_tag = variant.tag;
@@ -81,7 +81,7 @@ AudioReencode OpenAudioReencode(Output& output, Input input, AVCodecID codecId) 
   CodecPtr encoder = MakeEncoder(codecId == AV_CODEC_ID_NONE ? source.codecpar->codec_id : codecId);
   AVStream* const target = AddDescribedStream(output, *encoder, source);
   TakeSettings(*encoder, *decoder);
-  HeedAmr(*encoder, *target);
+  ApplyAmrFormat(*encoder, *target);
   return {.input = std::move(input),
           .source = &source,
           .target = target,

@@ -27,7 +27,7 @@ AudioReencode OpenAudioReencode(Output& output, Input input, AVCodecID codecId);
 
 /// AMR knows one sample rate and one channel, and has a tag of its own: sets them where the encoder
 /// is one of its two.
-void HeedAmr(AVCodecContext& encoder, AVStream& target);
+void ApplyAmrFormat(AVCodecContext& encoder, AVStream& target);
 
 /// Opens the encoder with time stamps counted in samples, and makes the output stream say what the
 /// encoder does. Before the header is written.

@@ -1,4 +1,4 @@
-// Moving a file's sound against its pictures.
+// Moving a file's audio against its video.
 #pragma once
 
 #include <cstdint>
@@ -7,7 +7,7 @@
 
 namespace mpg {
 
-/// Writes a copy whose sound is later (positive) or earlier by a number of milliseconds. Throws
+/// Writes a copy whose audio is later (positive) or earlier by a number of milliseconds. Throws
 /// Error; the output is deleted.
 void ShiftAudio(const char* inputPath, const char* outputPath, std::int32_t milliseconds,
                 Progress progress);

@@ -51,7 +51,7 @@ class Mp3Conversion {
   }
 
  private:
-  // Of the input, else of its sound, cut off; 0 when that isn't known.
+  // Of the input, else of its audio, cut off; 0 when that isn't known.
   std::int64_t WholeSeconds() const {
     const std::int64_t file = audio_.input.Duration();
     if (IsKnown(file) && file > 0) return file / AV_TIME_BASE;

@@ -1,4 +1,4 @@
-// A file's sound as MP3.
+// A file's audio as MP3.
 #pragma once
 
 #include "core/progress.h"
@@ -11,7 +11,7 @@ namespace mpg {
 std::int64_t ChooseMp3BitRate(std::int64_t fileBitRate, std::int64_t streamBitRate,
                               std::int32_t request, int sampleRate);
 
-/// Writes the sound of the input's audio stream with the highest bit rate: mono from one or two
+/// Writes the input's audio stream with the highest bit rate: mono from one or two
 /// channels, else stereo. Tolerates 19 broken packets. Throws Error; the partial file stays.
 void ConvertToMp3(const char* inputPath, const char* outputPath, std::int32_t requestedBitRate,
                   Progress progress);

@@ -16,8 +16,8 @@ AVStream* FindUsableVideo(const Input& input, const TranscodeParams& params) {
 }
 
 TranscodePictures::TranscodePictures(Output& output, const Input& input,
-                                     const TranscodeParams& params)
-    : output_(output) {
+                                     const TranscodeParams& params, StreamProgress& progress)
+    : output_(output), progress_(progress) {
   if (!AsksForVideo(params)) {
     stream_ = AddVideoStreamFromFile(output, input);
     return;
@@ -29,8 +29,11 @@ TranscodePictures::TranscodePictures(Output& output, const Input& input,
   pictures_.emplace(*encoder_, output, *stream_.target);
 }
 
-void TranscodePictures::Take(AVPacket& packet, std::int64_t origin) {
-  DelayPacket(packet, -origin);
+void TranscodePictures::Take(AVPacket& packet) {
+  if (IsKnown(packet.pts) && !progress_.ReportTime(packet.pts)) return;
+  DelayPacket(packet, -origin_);
+  const std::int64_t time = IsKnown(packet.pts) ? packet.pts : packet.dts;
+  if (IsKnown(time)) time_ = time;
   if (pictures_) {
     Decode(&packet);
   } else {
@@ -67,8 +70,8 @@ void TranscodePictures::DrainDecoder() {
   if (pictures_) Decode(nullptr);
 }
 
-void TranscodePictures::DrainEncoder(const std::function<bool()>& goOn) {
-  if (pictures_) pictures_->Drain(goOn);
+void TranscodePictures::DrainEncoder() {
+  if (pictures_) pictures_->Drain([this] { return progress_.IsStopped() || progress_.AskAgain(); });
 }
 
 }  // namespace mpg

@@ -1,10 +1,10 @@
 // The video side of transcoding: copied, or decoded and encoded.
 #pragma once
 
-#include <functional>
 #include <optional>
 
 #include "media/tick_guard.h"
+#include "transcode/stream_progress.h"
 #include "transcode/video_reencode.h"
 
 namespace mpg {
@@ -18,18 +18,24 @@ class TranscodePictures {
  public:
   /// Adds the output stream, before the header, for the stream that FindUsableVideo found. Throws
   /// Error.
-  TranscodePictures(Output& output, const Input& input, const TranscodeParams& params);
+  TranscodePictures(Output& output, const Input& input, const TranscodeParams& params,
+                    StreamProgress& progress);
 
   const AVStream& Source() const { return *stream_.source; }
 
-  /// Copies a packet of the input, or writes what becomes of it. `origin`: the time that becomes 0,
-  /// in the source's time base. Throws Error.
-  void Take(AVPacket& packet, std::int64_t origin);
+  /// Behind the header. `origin`: the time that becomes 0, in the source's time base.
+  void Start(std::int64_t origin) { origin_ = origin; }
+
+  /// Reports how far it is, and copies a packet of the input or writes what becomes of it. Throws
+  /// Error.
+  void Take(AVPacket& packet);
+  /// Of the last packet taken, from the origin on, in the source's time base.
+  std::int64_t Time() const { return time_; }
 
   /// Behind the last packet: the pictures that the decoder still holds.
   void DrainDecoder();
-  /// What the encoder still holds, until `goOn` says no.
-  void DrainEncoder(const std::function<bool()>& goOn);
+  /// What the encoder still holds, until the host stops it.
+  void DrainEncoder();
 
  private:
   bool MayBeDropped(const AVPacket& packet) const;
@@ -37,6 +43,9 @@ class TranscodePictures {
   void Decode(const AVPacket* packet);
 
   Output& output_;
+  StreamProgress& progress_;
+  std::int64_t origin_ = 0;
+  std::int64_t time_ = 0;
   CopiedStream stream_;
   CodecPtr decoder_;  // null: the pictures are copied
   CodecPtr encoder_;

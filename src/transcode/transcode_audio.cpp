@@ -1,4 +1,4 @@
-#include "transcode/transcode_sound.h"
+#include "transcode/transcode_audio.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -72,13 +72,13 @@ void ApplySettings(const TranscodeParams& params, AudioReencode& audio) {
   const bool isMp3 = encoder.codec_id == AV_CODEC_ID_MP3;
   if (isMp3 || encoder.codec_id == AV_CODEC_ID_AC3) encoder.block_align = 0;
   FitSampleFormat(encoder);
-  HeedAmr(encoder, *audio.target);
+  ApplyAmrFormat(encoder, *audio.target);
 }
 
 AudioReencode SetUp(const std::string& inputPath, const TranscodeParams& params, Output& output) {
   AudioReencode audio =
       OpenAudioReencode(output, Input(inputPath.c_str()), AudioCodec(params.targetAudioCodec));
-  if (AsksForSound(params)) {
+  if (AsksForAudio(params)) {
     ApplySettings(params, audio);
     OpenAudioEncoder(audio, output);
   } else {
@@ -89,23 +89,32 @@ AudioReencode SetUp(const std::string& inputPath, const TranscodeParams& params,
 
 }  // namespace
 
-bool AsksForSound(const TranscodeParams& params) {
+bool AsksForAudio(const TranscodeParams& params) {
   return params.targetAudioCodec != 0 || params.targetAudioBitRate != 0 ||
          params.targetChannels != 0 || params.targetSampleRate != 0;
 }
 
-TranscodeSound::TranscodeSound(const std::string& inputPath, const TranscodeParams& params,
-                               Output& output)
-    : audio_(SetUp(inputPath, params, output)), output_(output), isCopied_(!AsksForSound(params)) {}
+TranscodeAudio::TranscodeAudio(const std::string& inputPath, const TranscodeParams& params,
+                               Output& output, StreamProgress& progress)
+    : audio_(SetUp(inputPath, params, output)),
+      output_(output),
+      progress_(progress),
+      isCopied_(!AsksForAudio(params)) {}
 
-void TranscodeSound::Start(std::int64_t origin, AVRational base, const AVStream* video) {
+void TranscodeAudio::Start(std::int64_t origin, AVRational base, const AVStream* video) {
   origin_ = RescaleTime(origin, base, audio_.source->time_base);
+  isAlone_ = video == nullptr;
   if (isCopied_) return;
   pipeline_.emplace(audio_, output_, kToleratedBadPackets, origin_);
-  if (video != nullptr) pipeline_->KeepTogetherWith(video->index);
+  if (!isAlone_) pipeline_->KeepTogetherWith(video->index);
 }
 
-void TranscodeSound::Copy(AVPacket& packet) {
+void TranscodeAudio::Copy(AVPacket& packet) {
+  if (isAlone_) {
+    if (IsKnown(packet.pts) && !progress_.ReportTime(packet.pts)) return;
+  } else if (!progress_.PassPacketBeside()) {
+    return;
+  }
   if (!IsKnown(packet.pts)) packet.pts = packet.dts;
   if (!IsKnown(packet.pts)) return;
   DelayPacket(packet, -origin_);
@@ -114,18 +123,23 @@ void TranscodeSound::Copy(AVPacket& packet) {
   Check(output_.Write(packet));
 }
 
-bool TranscodeSound::Produce() {
-  hasEnded_ = !pipeline_->ProducePiece();
-  return !hasEnded_;
-}
-
-bool TranscodeSound::IsBehind(std::int64_t time, AVRational base) const {
+bool TranscodeAudio::IsBehind(std::int64_t time, AVRational base) const {
+  if (hasEnded_) return false;
   return av_compare_ts(pipeline_->Timing().lastPacketPts, audio_.target->time_base, time, base) < 0;
 }
 
-std::int64_t TranscodeSound::MadeLength() const {
-  return av_rescale_q(pipeline_->Timing().durationSum, audio_.target->time_base,
-                      audio_.source->time_base);
+bool TranscodeAudio::Produce() {
+  hasEnded_ = !pipeline_->ProducePiece();
+  if (isAlone_) {
+    progress_.Report(av_rescale_q(pipeline_->Timing().durationSum, audio_.target->time_base,
+                                  audio_.source->time_base));
+  }
+  return !hasEnded_;
+}
+
+void TranscodeAudio::ProduceRest() {
+  if (isCopied_) return;
+  while (!hasEnded_ && progress_.AskAgain()) Produce();
 }
 
 }  // namespace mpg
