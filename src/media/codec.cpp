@@ -17,7 +17,7 @@ CodecPtr OpenDecoder(const AVCodecParameters& parameters, AVRational packetTimeB
   Check(avcodec_parameters_to_context(decoder.get(), &parameters));
   decoder->pkt_timebase = packetTimeBase;
   // FFmpeg's 0 stands for what suits the machine.
-  decoder->thread_count = threads == DecoderThreads::kNone ? 1 : 0;
+  decoder->thread_count = threads == DecoderThreads::kOne ? 1 : 0;
   Check(avcodec_open2(decoder.get(), decoder->codec, nullptr));
   return decoder;
 }
@@ -25,7 +25,7 @@ CodecPtr OpenDecoder(const AVCodecParameters& parameters, AVRational packetTimeB
 }  // namespace
 
 CodecPtr OpenDecoder(const AVCodecParameters& parameters) {
-  return OpenDecoder(parameters, {0, 1}, DecoderThreads::kNone);
+  return OpenDecoder(parameters, {0, 1}, DecoderThreads::kOne);
 }
 
 CodecPtr OpenDecoder(const AVStream& stream, DecoderThreads threads) {
@@ -33,7 +33,11 @@ CodecPtr OpenDecoder(const AVStream& stream, DecoderThreads threads) {
 }
 
 CodecPtr MakeEncoder(AVCodecID codecId) {
-  return MakeContext(avcodec_find_encoder(codecId));
+  return MakeEncoder(avcodec_find_encoder(codecId));
+}
+
+CodecPtr MakeEncoder(const AVCodec* codec) {
+  return MakeContext(codec);
 }
 
 void OpenEncoder(AVCodecContext& encoder, const AVOutputFormat& muxer) {

@@ -11,14 +11,16 @@ CodecPtr OpenDecoder(const AVCodecParameters& parameters);
 
 /// Whether a decoder may use FFmpeg's own threads. Frames are the same, but those of the last few
 /// packets, and their errors, show only with later packets or at draining.
-enum class DecoderThreads { kNone, kAsManyAsPay };
+enum class DecoderThreads { kOne, kAuto };
 
 /// The same for packets that carry the stream's time stamps, so that frames carry them too, moved
 /// on by what the decoder discards of them.
-CodecPtr OpenDecoder(const AVStream& stream, DecoderThreads threads = DecoderThreads::kNone);
+CodecPtr OpenDecoder(const AVStream& stream, DecoderThreads threads = DecoderThreads::kOne);
 
-/// An encoder to be filled in and opened; throws Error(AVERROR_UNKNOWN) when FFmpeg has none.
+/// An encoder to be filled in and opened; throws Error(AVERROR_UNKNOWN) when FFmpeg has none, or
+/// there is no codec.
 CodecPtr MakeEncoder(AVCodecID codecId);
+CodecPtr MakeEncoder(const AVCodec* codec);
 
 /// Opens a filled-in encoder, with its global header apart where the muxer wants that. Throws Error
 /// with FFmpeg's code.

@@ -79,6 +79,29 @@ AVRational RealFrameRate(const AVStream& stream) {
   return isTwice && !IsKnown(stream.start_time) ? half : rate;
 }
 
+#if LIBAVUTIL_VERSION_INT >= AV_VERSION_INT(58, 7, 100)
+
+bool IsInterlaced(const AVFrame& frame) {
+  return (frame.flags & AV_FRAME_FLAG_INTERLACED) != 0;
+}
+
+void SetTopFieldFirst(AVFrame& frame, bool isTopFirst) {
+  frame.flags &= ~AV_FRAME_FLAG_TOP_FIELD_FIRST;
+  if (isTopFirst) frame.flags |= AV_FRAME_FLAG_TOP_FIELD_FIRST;
+}
+
+#else
+
+bool IsInterlaced(const AVFrame& frame) {
+  return frame.interlaced_frame != 0;
+}
+
+void SetTopFieldFirst(AVFrame& frame, bool isTopFirst) {
+  frame.top_field_first = isTopFirst ? 1 : 0;
+}
+
+#endif
+
 #if LIBAVCODEC_VERSION_INT >= AV_VERSION_INT(60, 31, 102)
 
 std::span<const AVPacketSideData> SideData(const AVStream& stream) {

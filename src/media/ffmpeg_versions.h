@@ -22,6 +22,10 @@ AVRational RealFrameRate(const AVStream& stream);
 /// it is part of these parameters and copied with them. The stream owns it.
 std::span<const AVPacketSideData> SideData(const AVStream& stream);
 
+/// Whether a frame holds two fields, and which is shown first.
+bool IsInterlaced(const AVFrame& frame);
+void SetTopFieldFirst(AVFrame& frame, bool isTopFirst);
+
 /// Adds a copy, in place of what the stream has of that type. Throws Error(ENOMEM).
 void AddSideData(AVStream& stream, const AVPacketSideData& entry);
 

@@ -20,10 +20,15 @@ AVStream* AddTwin(Output& output, const AVStream& source, const AVCodec* codec) 
   return target;
 }
 
-CopiedStream AddVideoTwin(Output& output, const Input& input,
-                          const AVCodec* (*findCodec)(AVCodecID)) {
+AVStream* RequireVideo(const Input& input) {
   AVStream* const source = FindFirstStream(input.Context(), AVMEDIA_TYPE_VIDEO);
   if (source == nullptr) throw Error(MPG_ERR_VIDEO_STREAM_NOT_FOUND);
+  return source;
+}
+
+CopiedStream AddVideoTwin(Output& output, const Input& input,
+                          const AVCodec* (*findCodec)(AVCodecID)) {
+  AVStream* const source = RequireVideo(input);
   AVStream* const target = AddTwin(output, *source, findCodec(source->codecpar->codec_id));
   CopyPresentation(*source, *target);
   return {source, target};
@@ -75,6 +80,13 @@ CopiedStream AddVideoStreamFromFile(Output& output, const Input& input) {
   const auto [source, target] = AddVideoTwin(output, input, avcodec_find_encoder);
   target->time_base = PictureTimeBase(*output.Context()->oformat, *source);
   return {source, target};
+}
+
+CopiedStream AddReencodedVideoStream(Output& output, const Input& input) {
+  AVStream* const source = RequireVideo(input);
+  const AVCodec* const codec = avcodec_find_encoder(source->codecpar->codec_id);
+  if (codec == nullptr) throw Error(AVERROR_UNKNOWN);
+  return {source, output.AddStream(codec)};
 }
 
 CopiedStream AddCopiedVideoStream(Output& output, const Input& input) {

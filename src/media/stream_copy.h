@@ -30,7 +30,11 @@ CopiedStream AddCopiedVideoStream(Output& output, const Input& input);
 /// The same, and the muxer is asked for the stream's time base (PictureTimeBase).
 CopiedStream AddVideoStreamFromFile(Output& output, const Input& input);
 
-/// The same, but AVERROR_UNKNOWN when FFmpeg has no decoder for the codec.
+/// For the input's first video stream, an empty output stream that is yet to be described. Throws
+/// alike.
+CopiedStream AddReencodedVideoStream(Output& output, const Input& input);
+
+/// As AddCopiedVideoStream, but AVERROR_UNKNOWN when FFmpeg has no decoder for the codec.
 CopiedStream AddDecodableVideoStream(Output& output, const Input& input);
 
 /// Hands on what belongs to the picture but isn't in the codec parameters: pixel shape, rotation,

@@ -17,10 +17,11 @@ AudioReencode AddAudio(Output& output, const char* inputPath) {
 
 }  // namespace
 
-SameContainerCopy::SameContainerCopy(const char* inputPath, const char* outputPath)
+SameContainerCopy::SameContainerCopy(const char* inputPath, const char* outputPath, VideoUse use)
     : output_(CheckedMuxer(inputPath, outputPath), outputPath, OnFailure::kDeleteFile),
       audio_(AddAudio(output_, inputPath)),
-      video_(AddVideoStreamFromFile(output_, audio_.input)) {
+      video_(use == VideoUse::kCopied ? AddVideoStreamFromFile(output_, audio_.input)
+                                      : AddReencodedVideoStream(output_, audio_.input)) {
   audio_.input.ReadOnly({audio_.source->index, video_.source->index});
 }
 

@@ -11,11 +11,15 @@
 
 namespace mpg {
 
+/// What becomes of the video: a re-encoded stream is described by its encoder.
+enum class VideoUse { kCopied, kReencoded };
+
 class SameContainerCopy {
  public:
   /// Creates the output, deleted unless Finish succeeds. Throws Error; MPG_ERR_INVALID_PARAMETER
   /// when the output is the input, which is found before anything is touched.
-  SameContainerCopy(const char* inputPath, const char* outputPath);
+  SameContainerCopy(const char* inputPath, const char* outputPath,
+                    VideoUse use = VideoUse::kCopied);
 
   /// The video and the sound in the order of the file; both streams come from this one input.
   Input& File() { return audio_.input; }

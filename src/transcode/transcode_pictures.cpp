@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "media/codec.h"
 #include "media/stream_finder.h"
 #include "media/timestamps.h"
 
@@ -26,7 +27,7 @@ TranscodePictures::TranscodePictures(Output& output, const Input& input,
   stream_ = video.stream;
   decoder_ = std::move(video.decoder);
   encoder_ = std::move(video.encoder);
-  pictures_.emplace(*encoder_, output, *stream_.target);
+  pictures_.emplace(*encoder_, output, *stream_.source, *stream_.target);
 }
 
 void TranscodePictures::Take(AVPacket& packet) {

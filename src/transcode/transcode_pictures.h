@@ -5,6 +5,7 @@
 
 #include "media/tick_guard.h"
 #include "transcode/stream_progress.h"
+#include "transcode/video_encoder.h"
 #include "transcode/video_reencode.h"
 
 namespace mpg {

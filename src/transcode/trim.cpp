@@ -5,6 +5,7 @@
 #include "media/timestamps.h"
 #include "transcode/same_container.h"
 #include "transcode/video_encoder.h"
+#include "transcode/video_encoder_setup.h"
 
 namespace mpg {
 namespace {
@@ -12,7 +13,7 @@ namespace {
 constexpr int kToleratedErrors = 26;
 
 CodecPtr OpenVideoDecoder(const AVStream& source) {
-  CodecPtr decoder = OpenDecoder(source, DecoderThreads::kAsManyAsPay);
+  CodecPtr decoder = OpenDecoder(source, DecoderThreads::kAuto);
   if (decoder->width == 0 || decoder->height == 0) throw Error(AVERROR_UNKNOWN);
   return decoder;
 }
@@ -21,11 +22,11 @@ class Trim {
  public:
   Trim(const char* inputPath, const char* outputPath, std::uint32_t startSecond,
        std::uint32_t endSecond)
-      : copy_(inputPath, outputPath),
+      : copy_(inputPath, outputPath, VideoUse::kReencoded),
         source_(*copy_.Video().source),
         decoder_(OpenVideoDecoder(source_)),
         encoder_(OpenSameCodec()),
-        pictures_(*encoder_, copy_.Target(), *copy_.Video().target),
+        pictures_(*encoder_, copy_.Target(), source_, *copy_.Video().target),
         startSecond_(startSecond),
         start_(TimeStampAt(source_, startSecond)),
         end_(TimeStampAt(source_, endSecond)) {}
@@ -57,7 +58,7 @@ class Trim {
                                          .muxer = muxer,
                                          .fileBitRate = copy_.File().BitRate()});
     OpenEncoder(*encoder, muxer);
-    DescribeVideoEncoder(*encoder, PictureTimeBase(muxer, source_), target);
+    DescribeVideoEncoder(*encoder, source_, muxer, PictureTimeBase(muxer, source_), target);
     return encoder;
   }
 

@@ -3,69 +3,24 @@
 #include <algorithm>
 
 #include "media/ffmpeg_versions.h"
-#include "media/stream_copy.h"
 #include "media/timestamps.h"
+#include "transcode/video_encoder_setup.h"
 
 namespace mpg {
 namespace {
 
-// The rate control of FFmpeg's own encoders takes each tick of the time base for a picture: with a
-// finer clock a picture would get next to nothing. The wrapped libraries ask for the frame rate.
-bool CountsPictures(const AVCodec& codec) {
-  return codec.wrapper_name == nullptr;
-}
-
-AVRational TimeOfOnePicture(const AVStream& source) {
-  constexpr std::int64_t kMpeg4Limit = 65535;
-  const AVRational rate = FrameRate(source);
-  AVRational time{};
-  av_reduce(&time.num, &time.den, rate.den, rate.num, kMpeg4Limit);
-  return time;
-}
-
-AVPixelFormat PixelFormatFor(const AVCodec& codec, AVPixelFormat wanted) {
-  const std::span<const AVPixelFormat> formats = PixelFormats(codec);
-  if (formats.empty() || std::ranges::count(formats, wanted) > 0) return wanted;
-  // FFmpeg's list ends with an entry of no format.
-  return avcodec_find_best_pix_fmt_of_list(formats.data(), wanted, 0, nullptr);
+bool IsTopFirst(const AVCodecContext& encoder) {
+  return encoder.field_order == AV_FIELD_TT || encoder.field_order == AV_FIELD_BT;
 }
 
 }  // namespace
 
-CodecPtr MakeVideoEncoder(const VideoEncoderRequest& request) {
-  CodecPtr encoder = MakeEncoder(request.codecId);
-  const AVCodecParameters& parameters = *request.source.codecpar;
-  const AVCodecContext& decoder = request.decoder;
-  encoder->width = decoder.width;
-  encoder->height = decoder.height;
-  encoder->pix_fmt = PixelFormatFor(*encoder->codec, decoder.pix_fmt);
-  encoder->sample_aspect_ratio = request.source.sample_aspect_ratio.num != 0
-                                     ? request.source.sample_aspect_ratio
-                                     : decoder.sample_aspect_ratio;
-  encoder->color_range = parameters.color_range;
-  encoder->color_primaries = parameters.color_primaries;
-  encoder->color_trc = parameters.color_trc;
-  encoder->colorspace = parameters.color_space;
-  encoder->chroma_sample_location = parameters.chroma_location;
-  encoder->bit_rate = parameters.bit_rate > 0 ? parameters.bit_rate : request.fileBitRate;
-  encoder->gop_size = decoder.gop_size;
-  encoder->framerate = FrameRate(request.source);
-  encoder->time_base = CountsPictures(*encoder->codec)
-                           ? TimeOfOnePicture(request.source)
-                           : PictureTimeBase(request.muxer, request.source);
-  encoder->thread_count = 0;
-  return encoder;
-}
-
-void DescribeVideoEncoder(const AVCodecContext& encoder, AVRational timeBase, AVStream& target) {
-  DescribeEncoder(encoder, target);
-  target.time_base = timeBase;
-  target.avg_frame_rate = encoder.framerate;
-  target.sample_aspect_ratio = encoder.sample_aspect_ratio;
-}
-
-VideoEncoder::VideoEncoder(AVCodecContext& encoder, Output& output, const AVStream& target)
-    : encoder_(encoder), output_(output), target_(target) {}
+VideoEncoder::VideoEncoder(AVCodecContext& encoder, Output& output, const AVStream& source,
+                           const AVStream& target)
+    : encoder_(encoder),
+      output_(output),
+      target_(target),
+      converter_(encoder, OrientationToApply(source, *output.Context()->oformat)) {}
 
 void VideoEncoder::Encode(AVFrame& picture, AVRational timeBase) {
   const std::int64_t pts = RescaleTime(picture.pts, timeBase, target_.time_base);
@@ -75,9 +30,12 @@ void VideoEncoder::Encode(AVFrame& picture, AVRational timeBase) {
   std::int64_t clock = RescaleTime(picture.pts, timeBase, encoder_.time_base);
   if (IsKnown(lastClock_)) clock = std::max(clock, lastClock_ + 1);
   lastClock_ = clock;
-  if (CountsPictures(*encoder_.codec)) times_.push(pts);
-  AVFrame& ready = Scaled(picture);
+  if (CountsFrames(*encoder_.codec)) times_.push(pts);
+  AVFrame& ready = converter_.Convert(picture);
   ready.pts = clock;
+  // Frames that aren't interlaced don't tell, and the encoder would change its order for them.
+  const bool codesFields = (encoder_.flags & AV_CODEC_FLAG_INTERLACED_DCT) != 0;
+  if (codesFields && !IsInterlaced(ready)) SetTopFieldFirst(ready, IsTopFirst(encoder_));
   // The encoder chooses for itself.
   ready.pict_type = AV_PICTURE_TYPE_NONE;
   Send(ready);
@@ -88,24 +46,6 @@ void VideoEncoder::Drain(const std::function<bool()>& goOn) {
   if (result != AVERROR_EOF) Check(result);
   while (goOn() && Receive()) {
   }
-}
-
-AVFrame& VideoEncoder::Scaled(const AVFrame& picture) {
-  const bool fits = picture.width == encoder_.width && picture.height == encoder_.height &&
-                    picture.format == encoder_.pix_fmt;
-  if (fits) return const_cast<AVFrame&>(picture);
-  scaler_.reset(sws_getCachedContext(
-      scaler_.release(), picture.width, picture.height, static_cast<AVPixelFormat>(picture.format),
-      encoder_.width, encoder_.height, encoder_.pix_fmt, SWS_BICUBIC, nullptr, nullptr, nullptr));
-  if (scaler_ == nullptr) throw Error(AVERROR_UNKNOWN);
-  // A new buffer each time: the encoder may still look at the last one.
-  scaled_ = MakeFrame();
-  scaled_->format = encoder_.pix_fmt;
-  scaled_->width = encoder_.width;
-  scaled_->height = encoder_.height;
-  Check(av_frame_copy_props(scaled_.get(), &picture));
-  Check(sws_scale_frame(scaler_.get(), scaled_.get(), &picture));
-  return *scaled_;
 }
 
 void VideoEncoder::Send(const AVFrame& picture) {

@@ -7,6 +7,7 @@
 
 #include "core/progress.h"
 #include "media/stream_finder.h"
+#include "transcode/video_encoder_setup.h"
 #include "transcode/video_rates.h"
 
 namespace mpg {
@@ -66,29 +67,12 @@ void HeedMpeg4(AVCodecContext& encoder, AVRational inputTimeBase) {
   }
 }
 
-// x264 refuses pictures that don't hold a whole number of colour samples, and leaks what it has
-// allocated by then.
-void RequireWholeColourSamples(const AVCodecContext& encoder) {
-  if (encoder.codec_id != AV_CODEC_ID_H264) return;
-  int columns = 0;
-  int rows = 0;
-  Check(av_pix_fmt_get_chroma_sub_sample(encoder.pix_fmt, &columns, &rows));
-  const bool isWhole = encoder.width % (1 << columns) == 0 && encoder.height % (1 << rows) == 0;
-  if (!isWhole) throw Error(AVERROR(EINVAL));
-}
-
 CodecPtr CreateVideoEncoder(const VideoEncoderRequest& request, const TranscodeParams& params) {
   CodecPtr encoder = MakeVideoEncoder(request);
   HeedMpeg4(*encoder, request.source.time_base);
-  const PictureSize size = RequestedSize(params, {request.decoder.width, request.decoder.height});
-  if (size != PictureSize{0, 0}) {
-    encoder->width = size.width;
-    encoder->height = size.height;
-  }
   if (params.targetVideoBitRate != 0) {
     encoder->bit_rate = SnapVideoBitRate(params.targetVideoBitRate);
   }
-  RequireWholeColourSamples(*encoder);
   return encoder;
 }
 
@@ -123,23 +107,24 @@ VideoReencode OpenVideoReencode(Output& output, const Input& input, const Transc
   AVStream* const source = FindFirstStream(input.Context(), AVMEDIA_TYPE_VIDEO);
   if (source == nullptr) throw Error(MPG_ERR_VIDEO_STREAM_NOT_FOUND);
   const AVOutputFormat& muxer = *output.Context()->oformat;
-  CodecPtr decoder = OpenDecoder(*source, DecoderThreads::kAsManyAsPay);
+  CodecPtr decoder = OpenDecoder(*source, DecoderThreads::kAuto);
   const VideoTarget wanted = FindTarget(params, source->codecpar->codec_id);
+  const PictureSize size{decoder->width, decoder->height};
   CodecPtr encoder = CreateVideoEncoder({.source = *source,
                                          .decoder = *decoder,
                                          .codecId = wanted.codecId,
                                          .muxer = muxer,
-                                         .fileBitRate = input.BitRate()},
+                                         .fileBitRate = input.BitRate(),
+                                         .size = RequestedSize(params, size)},
                                         params);
   // Opened before the stream is added: an output keeps no stream that can't be encoded.
   OpenEncoder(*encoder, muxer);
   AVStream* const target = output.AddStream(encoder->codec);
   target->codecpar->codec_tag = wanted.tag;
   const bool isTooFine = IsTooFineForMpeg4(encoder->codec_id, source->time_base);
-  DescribeVideoEncoder(*encoder, isTooFine ? kNtscTimeBase : PictureTimeBase(muxer, *source),
-                       *target);
+  DescribeVideoEncoder(*encoder, *source, muxer,
+                       isTooFine ? kNtscTimeBase : PictureTimeBase(muxer, *source), *target);
   target->disposition = source->disposition;
-  CopyPresentation(*source, *target);
   return {.stream = {.source = source, .target = target},
           .decoder = std::move(decoder),
           .encoder = std::move(encoder)};

@@ -3,7 +3,6 @@
 
 #include "media/stream_copy.h"
 #include "mpg/mpg.h"
-#include "transcode/video_encoder.h"
 #include "transcode/video_rates.h"
 
 namespace mpg {

@@ -319,8 +319,7 @@ TEST(Transcode, FailsWhereAKnownVideoCannotBeEncoded) {
   const test::ScratchFolder folder;
   for (const TranscodeParams& params :
        {TranscodeParams{.formatId = MPG_FORMAT_MP4, .targetWidth = -5, .targetHeight = 10},
-        TranscodeParams{.formatId = MPG_FORMAT_MP4, .targetHeight = 2147483647},
-        TranscodeParams{.formatId = MPG_FORMAT_MP4, .targetWidth = 31, .targetHeight = 31}}) {
+        TranscodeParams{.formatId = MPG_FORMAT_MP4, .targetHeight = 2147483647}}) {
     EXPECT_EQ(Transcode(Film("mp4"), folder / "out.mp4", params), -EINVAL);
     EXPECT_FALSE(fs::exists(folder / "out.mp4"));
   }

@@ -1,0 +1,239 @@
+// Re-encoded video is what was asked for, and else what the source was.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <cstdlib>
+#include <ctime>
+#include <string>
+
+#include "mpg/mpg.h"
+#include "support/host.h"
+#include "support/media.h"
+#include "support/pictures.h"
+#include "support/probe.h"
+#include "support/process.h"
+#include "transcode/host_call.h"
+
+namespace {
+
+using test::Transcode;
+
+// A source of ffmpeg's as video with sound; the encoder's arguments follow the filter.
+std::string Video(const std::string& name, const std::string& filter, const std::string& encoder) {
+  return test::MakeMedia(name, "-f lavfi -i \"" + filter +
+                                   "\" -f lavfi -i sine=duration=1:sample_rate=48000 " +
+                                   "-c:a libmp3lame -t 1 " + encoder);
+}
+
+std::string Plain(const std::string& extension, const std::string& size, const std::string& codec) {
+  return Video("plain" + size + "." + extension, "testsrc2=rate=25:size=" + size, "-c:v " + codec);
+}
+
+constexpr const char* kX264 = "libx264 -preset ultrafast ";
+
+struct Rgb {
+  int red, green, blue;
+};
+
+// The pixel's components, each within a few steps.
+testing::AssertionResult IsNear(const std::string& pixels, std::size_t index, Rgb expected) {
+  constexpr int kTolerance = 5;
+  const std::array<int, 3> wanted{expected.red, expected.green, expected.blue};
+  if (pixels.size() < 3 * (index + 1)) return testing::AssertionFailure() << "no such pixel";
+  for (std::size_t i = 0; i < wanted.size(); ++i) {
+    const int found = static_cast<unsigned char>(pixels[3 * index + i]);
+    if (std::abs(found - wanted[i]) > kTolerance) {
+      return testing::AssertionFailure() << "component " << i << " is " << found;
+    }
+  }
+  return testing::AssertionSuccess();
+}
+
+TEST(ReencodedVideo, HasTheSizeAndShapeAskedFor) {
+  struct Case {
+    std::string input;
+    OutputFormatId formatId;
+    std::int32_t codec, width, height, scalePercent;
+    const char* expected;  // width, height, pixel aspect
+  };
+  const std::string wide = Plain("mp4", "854x480", kX264);
+  const std::string pal =
+      Video("pal.mp4", "testsrc2=size=720x576:rate=25,setsar=16/15", std::string("-c:v ") + kX264);
+  const std::string odd = Video("odd.mkv", "testsrc=size=427x241:rate=25",
+                                "-c:v libvpx-vp9 -cpu-used 8 -pix_fmt yuv420p");
+  const std::string small = Plain("3gp.mkv", "176x144", "h263");
+  const Case cases[] = {
+      {wide, MPG_FORMAT_MP4, 0, 0, 240, 0, "428\n240\n1:1"},
+      {wide, MPG_FORMAT_MP4, 6, 0, 240, 0, "428\n240\n1:1"},
+      {wide, MPG_FORMAT_MP4, 5, 1, 0, 50, "428\n240\n1:1"},
+      {wide, MPG_FORMAT_MP4, 0, 1, 1, 0, "2\n2\n1:1"},
+      {wide, MPG_FORMAT_MP4, 0, 31, 31, 0, "32\n32\n427:240"},
+      {odd, MPG_FORMAT_MP4, 5, 0, 0, 0, "428\n242\n1:1"},
+      {pal, MPG_FORMAT_MP4, 0, 640, 360, 0, "640\n360\n3:4"},
+      {pal, MPG_FORMAT_MP4, 6, 632, 362, 0, "632\n362\n181:237"},
+      {wide, MPG_FORMAT_3GP, 4, 0, 0, 0, "704\n576\n115:79"},
+      {small, MPG_FORMAT_3GP, 0, 0, 96, 0, "128\n96\n11:12"},
+  };
+  const test::ScratchFolder folder;
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.input + " to " + c.expected);
+    const std::string output = folder / "out";
+    const std::int32_t amr = c.formatId == MPG_FORMAT_3GP ? 3 : 0;
+    ASSERT_EQ(Transcode(c.input, output,
+                        {.formatId = static_cast<std::int32_t>(c.formatId),
+                         .targetAudioCodec = amr,
+                         .targetVideoCodec = c.codec,
+                         .targetWidth = c.width,
+                         .targetHeight = c.height,
+                         .scalePercent = c.scalePercent,
+                         .videoReencode = 1}),
+              0);
+    EXPECT_EQ(test::Probe(output, "stream=width,height,sample_aspect_ratio", "v:0"), c.expected);
+    EXPECT_EQ(test::DecodingErrors(output), "");
+  }
+}
+
+TEST(ReencodedVideo, HasKeyFramesWhereItsEncoderWantsThem) {
+  const test::ScratchFolder folder;
+  const std::string film =
+      test::NumberedVideo("few keys.mp4", "-f lavfi -i sine=duration=4 -c:v libx264 -g 250");
+  ASSERT_EQ(Transcode(film, folder / "out.mp4", {.formatId = MPG_FORMAT_MP4, .videoReencode = 1}),
+            0);
+  const std::string flags = test::Probe(folder / "out.mp4", "packet=flags", "v:0");
+  EXPECT_LE(std::ranges::count(flags, 'K'), 2);
+}
+
+// Processor time, which other work on the machine doesn't add to.
+TEST(ReencodedVideo, ComesInTimeFromSlowEncoders) {
+  constexpr double kMostSeconds = 15;
+  const test::ScratchFolder folder;
+  for (const char* codec : {"libsvtav1 -preset 10", "libvpx-vp9 -cpu-used 8 -deadline realtime"}) {
+    const std::string output = folder / "out.mp4";
+    const std::string film = Plain("mp4", "960x540", codec);
+    const std::clock_t begin = std::clock();
+    ASSERT_EQ(MPG_SaveTrimmedVideo(film.c_str(), output.c_str(), 0, 1), 0);
+    EXPECT_LT(static_cast<double>(std::clock() - begin) / CLOCKS_PER_SEC, kMostSeconds) << codec;
+    EXPECT_GT(test::Psnr(test::Pixels(output), test::Pixels(film)), 25) << codec;
+  }
+}
+
+TEST(ReencodedVideo, KeepsFieldsApart) {
+  const test::ScratchFolder folder;
+  const std::string film = folder / "film.mkv", output = folder / "out.ts";
+  for (const char* codec : {"libx264", "mpeg2video", "mpeg4"}) {
+    // Fields of one grey each: lines that were mixed would be between the two.
+    test::RunProgram(
+        "ffmpeg -v error -y -f lavfi -i sine=duration=1 -f lavfi -i \"nullsrc=size=320x240:rate=25:"
+        "duration=1,geq=lum='if(mod(Y,2),40,210)':cb=128:cr=128,setfield=tff\" -flags +ildct+ilme "
+        "-top 1 -c:a mp2 -q:v 2 -c:v " +
+        (codec + (" " + test::Quoted(film))));
+    for (const std::int32_t target : {0, 5, 6}) {  // the same, H.264, MPEG-4
+      SCOPED_TRACE(codec + std::to_string(target));
+      ASSERT_EQ(Transcode(film, output,
+                          {.formatId = MPG_FORMAT_TS,
+                           .targetVideoCodec = target,
+                           .targetHeight = 120,
+                           .targetVideoBitRate = 2000000}),
+                0);
+      EXPECT_EQ(test::Probe(output, "frame=interlaced_frame,top_field_first", "v:0").substr(0, 3),
+                "1\n1");
+      const std::string pixels = test::Pixels(output);
+      EXPECT_TRUE(IsNear(pixels, 160 * 60 + 80, {226, 226, 226}));
+      EXPECT_TRUE(IsNear(pixels, 160 * 61 + 80, {28, 28, 28}));
+    }
+  }
+}
+
+TEST(ReencodedVideo, KeepsColours) {
+  struct Case {
+    std::string size, encoder;
+    std::int32_t codec;
+    const char* expected;  // pixel format, range, matrix
+  };
+  const Case cases[] = {
+      {"320x240", "ffv1 -pix_fmt bgr0", 5, "yuv420p\ntv\nsmpte170m"},
+      {"1280x720", "ffv1 -pix_fmt bgr0", 5, "yuv420p\ntv\nbt709"},
+      {"320x240", "ffv1 -pix_fmt bgr0", 6, "yuv420p\nunknown\nunknown"},
+      {"320x240", "mjpeg -q:v 1 -pix_fmt yuvj420p", 6, "yuv420p\nunknown\nunknown"},
+      {"320x240", "mjpeg -q:v 1 -pix_fmt yuvj420p", 5, "yuvj420p\npc\nbt470bg"},
+      {"320x240", "libvpx-vp9 -crf 1 -b:v 0 -pix_fmt yuv420p -color_range pc", 5,
+       "yuvj420p\npc\nunknown"},
+  };
+  const test::ScratchFolder folder;
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.encoder + " to " + c.expected);
+    const bool isVp9 = c.encoder.find("vp9") != std::string::npos;
+    const std::string film = Video("colour.mkv",
+                                   "color=0x311C3C:rate=10:size=" + c.size +
+                                       (isVp9 ? ",scale=out_range=pc,format=yuv420p" : ""),
+                                   "-c:v " + c.encoder);
+    const std::string output = folder / "out.ts";
+    ASSERT_EQ(Transcode(film, output,
+                        {.formatId = MPG_FORMAT_TS,
+                         .targetVideoCodec = c.codec,
+                         .targetVideoBitRate = 2000000}),
+              0);
+    EXPECT_EQ(test::Probe(output, "stream=pix_fmt,color_range,color_space", "v:0")
+                  .substr(0, std::string(c.expected).size()),
+              c.expected);
+    EXPECT_TRUE(IsNear(test::Pixels(output), 5000, {49, 28, 60}));
+  }
+}
+
+TEST(ReencodedVideo, IsTurnedWhereTheContainerCannotSayIt) {
+  // The four factors of a display matrix that are 1 or -1.
+  constexpr std::array<std::array<int, 4>, 8> kMatrices{{{1, 0, 0, 1},
+                                                         {0, 1, -1, 0},
+                                                         {-1, 0, 0, -1},
+                                                         {0, -1, 1, 0},
+                                                         {-1, 0, 0, 1},
+                                                         {1, 0, 0, -1},
+                                                         {0, 1, 1, 0},
+                                                         {0, -1, -1, 0}}};
+  const test::ScratchFolder folder;
+  const std::string upright = test::ReadBytes(Video(
+      "upright.mp4", "testsrc2=size=320x240:rate=10,setsar=4/3", std::string("-c:v ") + kX264));
+  for (const auto& [a, b, c, d] : kMatrices) {
+    SCOPED_TRACE(std::to_string(a) + std::to_string(b) + std::to_string(c) + std::to_string(d));
+    std::string film = upright;
+    const std::size_t matrix = film.find("tkhd") + 44;
+    const auto put = [&](std::size_t number, int one) {
+      const char bytes[] = {static_cast<char>(one < 0 ? -1 : 0), static_cast<char>(one), 0, 0};
+      film.replace(matrix + 4 * number, 4, bytes, 4);
+    };
+    put(0, a), put(1, b), put(3, c), put(4, d);
+    test::WriteBytes(folder / "film.mp4", film);
+    const std::string expected = test::Pixels(folder / "film.mp4");  // ffmpeg turns it
+    for (const OutputFormatId format : {MPG_FORMAT_MP4, MPG_FORMAT_TS, MPG_FORMAT_AVI}) {
+      ASSERT_EQ(Transcode(folder / "film.mp4", folder / "out",
+                          {.formatId = static_cast<std::int32_t>(format),
+                           .targetVideoCodec = 5,
+                           .targetVideoBitRate = 3000000}),
+                0);
+      EXPECT_GT(test::Psnr(test::Pixels(folder / "out"), expected), 28) << format;
+      const char* const shape = format == MPG_FORMAT_MP4 || a != 0 ? "4:3" : "3:4";
+      EXPECT_EQ(test::Probe(folder / "out", "stream=sample_aspect_ratio", "v:0").substr(0, 3),
+                shape);
+    }
+  }
+}
+
+TEST(ReencodedVideo, TakesABitRateThatCannotBeForUnknown) {
+  const test::ScratchFolder folder;
+  const std::string original = Plain("mkv", "320x240", kX264);
+  std::string film = test::ReadBytes(original);
+  // The duration, eight bytes of a floating-point number, becomes one of centuries.
+  const std::size_t duration = film.find("\x44\x89\x88") + 3;
+  film.replace(duration, 2, "\x42\x9f");
+  test::WriteBytes(folder / "film.mkv", film);
+  for (const std::int32_t codec : {5, 6}) {
+    ASSERT_EQ(Transcode(folder / "film.mkv", folder / "out.mp4",
+                        {.formatId = MPG_FORMAT_MP4, .targetVideoCodec = codec}),
+              0);
+    EXPECT_GT(test::Psnr(test::Pixels(folder / "out.mp4"), test::Pixels(original)), 28) << codec;
+  }
+}
+
+}  // namespace

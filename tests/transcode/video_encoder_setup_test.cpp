@@ -1,0 +1,44 @@
+#include "transcode/video_encoder_setup.h"
+
+#include <gtest/gtest.h>
+
+#include <vector>
+
+#include "media/ffmpeg_versions.h"
+
+namespace mpg {
+namespace {
+
+// Which of the source's side data a re-encoded stream has.
+std::vector<int> KeptSideData(const char* muxerName) {
+  const AVOutputFormat& muxer = *av_guess_format(muxerName, nullptr, nullptr);
+  const OutputFormatPtr file(avformat_alloc_context());
+  AVStream& source = *avformat_new_stream(file.get(), nullptr);
+  AVStream& target = *avformat_new_stream(file.get(), nullptr);
+  std::int32_t matrix[9] = {0, 1 << 16, 0, -(1 << 16), 0, 0, 0, 0, 1 << 30};
+  for (const AVPacketSideDataType type : {AV_PKT_DATA_DISPLAYMATRIX, AV_PKT_DATA_CPB_PROPERTIES,
+                                          AV_PKT_DATA_MASTERING_DISPLAY_METADATA,
+                                          AV_PKT_DATA_CONTENT_LIGHT_LEVEL, AV_PKT_DATA_DOVI_CONF}) {
+    AddSideData(
+        source,
+        {.data = reinterpret_cast<std::uint8_t*>(matrix), .size = sizeof matrix, .type = type});
+  }
+  const CodecPtr encoder = MakeEncoder(AV_CODEC_ID_FFV1);
+  encoder->width = encoder->height = 64;
+  DescribeVideoEncoder(*encoder, source, muxer, {1, 25}, target);
+  std::vector<int> types;
+  for (const AVPacketSideData& entry : SideData(target)) types.push_back(entry.type);
+  return types;
+}
+
+TEST(DescribeVideoEncoder, KeepsSideDataThatIsTrueOfReencodedFrames) {
+  const std::vector<int> ofPictures{AV_PKT_DATA_MASTERING_DISPLAY_METADATA,
+                                    AV_PKT_DATA_CONTENT_LIGHT_LEVEL};
+  std::vector<int> withMatrix = ofPictures;
+  withMatrix.insert(withMatrix.begin(), AV_PKT_DATA_DISPLAYMATRIX);
+  EXPECT_EQ(KeptSideData("mp4"), withMatrix);
+  EXPECT_EQ(KeptSideData("avi"), ofPictures);
+}
+
+}  // namespace
+}  // namespace mpg
