@@ -25,8 +25,8 @@ struct StreamTimingRecord {
   std::int64_t durationSum = 0;  // of all packets written
 };
 
-/// Decodes and encodes in steps, as much at a time as one encoder frame needs, so that another
-/// stream can be written in between. The steps' results are 0 or a negative code.
+/// Decodes and encodes as much at a time as one encoder frame needs, so that another stream can be
+/// written in between.
 class AudioPipeline {
  public:
   /// The encoder is open. `toleratedBadPackets`: packets that the decoder may refuse as invalid
@@ -40,33 +40,32 @@ class AudioPipeline {
   /// jumps of its clock.
   void KeepTogetherWith(int stream);
 
-  /// Runs the steps below until the encoder got at least one frame more, at the end of the input
-  /// until it gave everything away. False at the end. Throws Error.
+  /// Decodes until the encoder can get at least one frame more, at the end of the input until it
+  /// gave everything away. False at the end. Throws Error.
   bool ProducePiece();
 
-  /// Takes a frame from the decoder, or reads the next packet for it. dataPresent: there is a
-  /// frame. At the end of the input: AVERROR_EOF, and finished is set.
-  [[nodiscard]] int DecodeAudioFrame(AVFrame& frame, bool& dataPresent, bool& finished);
-
-  /// Decodes and puts the converted samples into the queue; at the end of the input also those
-  /// that the resampler still holds. Results as DecodeAudioFrame's.
-  [[nodiscard]] int DecodeAndBuffer(bool& finished);
-
-  /// Takes a frame's worth of samples, or as many as there are, from the queue and encodes them.
-  [[nodiscard]] int EncodeAndWrite();
-
-  /// Encodes a frame and writes a packet; without a frame it writes one of those that the encoder
-  /// still holds. dataPresent: there was a packet.
-  [[nodiscard]] int EncodeAudioFrame(AVFrame* frame, bool& dataPresent);
-
-  /// Samples of an encoder frame.
-  int FrameSize() const;
-  int BufferedSamples() const { return av_audio_fifo_size(fifo_.get()); }
   const StreamTimingRecord& Timing() const { return timing_; }
 
  private:
+  // Samples of an encoder frame.
+  int FrameSize() const;
+  int BufferedSamples() const { return av_audio_fifo_size(fifo_.get()); }
   void Fill(bool& finished);
   void Drain();
+
+  // The steps. Their results are 0 or a negative code.
+  //
+  // Takes a frame from the decoder, or reads the next packet for it. dataPresent: there is a frame.
+  // At the end of the input: AVERROR_EOF, and finished is set.
+  [[nodiscard]] int DecodeAudioFrame(AVFrame& frame, bool& dataPresent, bool& finished);
+  // Puts the converted samples into the queue; at the end of the input also those that the
+  // resampler still holds.
+  [[nodiscard]] int DecodeAndBuffer(bool& finished);
+  // Takes a frame's worth of samples, or as many as there are, from the queue and encodes them.
+  [[nodiscard]] int EncodeAndWrite();
+  // Writes a packet where there is one; without a frame one of those that the encoder still holds.
+  [[nodiscard]] int EncodeAudioFrame(AVFrame* frame, bool& dataPresent);
+
   int SendNextPacket();
   int ReadAudio();
   void LearnPriming(const AVPacket& packet);

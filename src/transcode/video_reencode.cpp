@@ -104,7 +104,7 @@ PictureSize RequestedSize(const TranscodeParams& params, PictureSize input) {
 }
 
 VideoReencode OpenVideoReencode(Output& output, const Input& input, const TranscodeParams& params) {
-  AVStream* const source = FindFirstStream(input.Context(), AVMEDIA_TYPE_VIDEO);
+  AVStream* const source = FindMovingVideo(input.Context());
   if (source == nullptr) throw Error(MPG_ERR_VIDEO_STREAM_NOT_FOUND);
   const AVOutputFormat& muxer = *output.Context()->oformat;
   CodecPtr decoder = OpenDecoder(*source, DecoderThreads::kAuto);
