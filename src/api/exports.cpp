@@ -8,10 +8,10 @@
 #include "api/error_text.h"
 #include "api/guard.h"
 #include "core/progress.h"
+#include "core/text.h"
 #include "image/frame_grab.h"
 #include "media/stream_finder.h"
 #include "mpg/mpg.h"
-#include "platform/text.h"
 #include "probe/media_info.h"
 #include "probe/merge_decision.h"
 #include "probe/output_formats.h"
@@ -84,13 +84,13 @@ int32_t MPG_MergeOP2(const char* videoPath, const char* audioPath,
 void MPG_GetDefExtension(const char* path, char* buffer, int32_t size) noexcept {
   if (buffer == nullptr || size <= 0) return;
   const std::span<char> text(buffer, static_cast<std::size_t>(size));
-  platform::CopyText(text, {});
+  CopyText(text, {});
   ResultOf([&] {
     RequireArguments(path);
     const Input input(path);
     const MergeDecision decision = DecideMerge(ProbeCodecId(input, AVMEDIA_TYPE_AUDIO),
                                                ProbeCodecId(input, AVMEDIA_TYPE_VIDEO));
-    platform::CopyWholeText(text, decision.extension);
+    CopyWholeText(text, decision.extension);
   });
 }
 

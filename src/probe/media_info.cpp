@@ -5,12 +5,12 @@
 #include <span>
 #include <utility>
 
+#include "core/text.h"
 #include "media/codec.h"
 #include "media/ffmpeg_versions.h"
 #include "media/input.h"
 #include "media/stream_finder.h"
 #include "media/timestamps.h"
-#include "platform/text.h"
 
 namespace mpg {
 namespace {
@@ -38,7 +38,7 @@ void FillStreamDuration(const AVStream& stream, std::int64_t& field) {
 // FFmpeg's names in capitals.
 void FillName(const char* name, std::span<char> field) {
   if (name == nullptr) return;
-  platform::CopyText(field, name);
+  CopyText(field, name);
   for (char& letter : field) {
     if (letter >= 'a' && letter <= 'z') letter = static_cast<char>(letter - 'a' + 'A');
   }

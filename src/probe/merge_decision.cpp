@@ -4,7 +4,7 @@
 #include <array>
 #include <string_view>
 
-#include "platform/text.h"
+#include "core/text.h"
 
 namespace mpg {
 namespace {
@@ -84,8 +84,8 @@ const Rule& FirstMatch(const std::array<Rule, kCount>& rules, AVCodecID audio, A
 MergeDecision DecideMerge(AVCodecID audio, AVCodecID video) {
   const Rule& rule = FirstMatch(kRules, audio, video);
   MergeDecision decision{rule.mode, rule.container, {}, {}};
-  platform::CopyText(decision.extension, rule.extension);
-  platform::CopyText(decision.altExtension, rule.altExtension);
+  CopyText(decision.extension, rule.extension);
+  CopyText(decision.altExtension, rule.altExtension);
   return decision;
 }
 

@@ -2,11 +2,12 @@
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <filesystem>
 #include <fstream>
 #include <string>
 
-#include "platform/text.h"
+#include "platform/file.h"
 #include "support/host.h"
 #include "support/media.h"
 #include "support/system.h"
@@ -45,16 +46,13 @@ TEST(IsFile, IsAnythingThatExistsButNoDirectory) {
   }
 }
 
-TEST(CopyText, CutsOffOrLeavesOut) {
-  char field[5];
-  CopyText(field, "webm");
-  EXPECT_STREQ(field, "webm");
-  CopyText(field, "matroska");
-  EXPECT_STREQ(field, "matr");
-  CopyWholeText(field, "webm");
-  EXPECT_STREQ(field, "webm");
-  CopyWholeText(field, "webms");
-  EXPECT_STREQ(field, "");
+TEST(File, TellsOfAFullDevice) {
+  const std::string device = test::FullDevice();
+  if (device.empty()) GTEST_SKIP() << "no full device";
+  const std::uint8_t bytes[3] = {};
+  File file;
+  ASSERT_EQ(file.Open(device, Access::kCreate), 0);
+  EXPECT_EQ(file.Write(bytes), -ENOSPC);
 }
 
 }  // namespace

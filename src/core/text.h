@@ -6,7 +6,7 @@
 #include <span>
 #include <string_view>
 
-namespace mpg::platform {
+namespace mpg {
 
 /// Copies as much of the text as fits with its terminator; the rest is cut off. An empty field
 /// stays untouched.
@@ -22,4 +22,4 @@ inline void CopyWholeText(std::span<char> field, std::string_view text) noexcept
   CopyText(field, text.size() < field.size() ? text : std::string_view{});
 }
 
-}  // namespace mpg::platform
+}  // namespace mpg
