@@ -64,6 +64,42 @@ TEST(NullArguments, GiveAnAnswer) {
   EXPECT_STREQ(text, "");
 }
 
+TEST(Exports, LetNothingOutThatACallbackThrows) {
+  const test::ScratchFolder folder;
+  const ProgressCallback callback = [](const ProgressInfo*) -> std::uint8_t { throw 1; };
+  EXPECT_EQ(MPG_MergeAV(test::H264Video().c_str(), test::AacAudio().c_str(),
+                        (folder / "a.mp4").c_str(), callback, 0),
+            -1313558101);  // AVERROR_UNKNOWN
+}
+
+TEST(Decisions, FollowTheFilesAndLeaveTheRecordAloneWhereThereIsNone) {
+  const std::string h264 = test::H264Video(), vp9 = test::Vp9Video(), aac = test::AacAudio();
+  const std::string opus = test::OpusAudio();
+  struct Case {
+    std::string video, audio;
+    std::int32_t code;
+    MergeDecisionPrefix older, newer;
+  };
+  constexpr MergeDecisionPrefix kBefore = {47, 11};
+  const Case cases[] = {
+      {h264, opus, 0, {1, 0}, {0, 0}},
+      {vp9, aac, 0, {0, 1}, {0, 1}},
+      {vp9, opus, 0, {0, 2}, {0, 3}},
+      {h264, "missing", MPG_ERR_AUDIO_CODEC_NOT_FOUND, kBefore, kBefore},
+      {"missing", aac, MPG_ERR_VIDEO_CODEC_NOT_FOUND, kBefore, kBefore},
+      {"missing", "missing", MPG_ERR_AUDIO_CODEC_NOT_FOUND, kBefore, kBefore},
+  };
+  for (const Case& c : cases) {
+    MergeDecisionPrefix older = kBefore;
+    MergeDecision newer = {47, 11, "before", {}};
+    EXPECT_EQ(MPG_MergeOP(c.video.c_str(), c.audio.c_str(), &older), c.code);
+    EXPECT_EQ(MPG_MergeOP2(c.video.c_str(), c.audio.c_str(), &newer), c.code);
+    EXPECT_TRUE(older.mode == c.older.mode && older.container == c.older.container) << c.audio;
+    EXPECT_TRUE(newer.mode == c.newer.mode && newer.container == c.newer.container) << c.audio;
+    EXPECT_EQ(std::string(newer.extension) == "before", c.code != 0);
+  }
+}
+
 TEST(DefaultExtension, OfAFormatIsItsFirst) {
   const char* const expected[] = {"3gp", "aac", "avi", "mp3", "mp4", "mpg", "ts", "webm", "wmv"};
   for (OutputFormatId id = 0; id < std::size(expected); ++id) {

@@ -63,6 +63,37 @@ TEST(MediaInfo, KnowsNoLengthAndNoRateWhereTheFileTellsNone) {
   EXPECT_EQ(MPG_GetAudioDuration(test::AacAudio(2, "mka").c_str()), 2);
 }
 
+// The first one's codec is unknown, and so is its sample rate.
+TEST(MediaInfo, CountsStreamsAndDescribesTheFirstUsableAudio) {
+  const test::ScratchFolder folder;
+  const std::string video = test::H264Video(), mono = test::Ac3Audio(), stereo = test::AacAudio();
+  std::string file =
+      test::ReadBytes(test::MakeMedia("two.mkv", "-i " + video + " -i " + mono + " -i " + stereo +
+                                                     " -map 0 -map 0 -map 1 -map 2 -c copy"));
+  const std::size_t codec = file.find("A_AC3");
+  file.replace(codec, 5, "A_XX3");
+  file.replace(file.find("\xB5\x88", codec) + 2, 8, 8, '\0');
+  test::WriteBytes(folder / "two.mkv", file);
+  MediaInfo info;
+  ASSERT_EQ(MPG_GetMediaInfo((folder / "two.mkv").c_str(), &info), 1);
+  EXPECT_EQ(info.videoStreams, 2u);
+  EXPECT_EQ(info.audioStreams, 2u);
+  EXPECT_EQ(info.channels, 2);
+  EXPECT_STREQ(info.audioCodec, "AAC");
+}
+
+TEST(MediaInfo, TellsNoChannelsWithoutADecoder) {
+  const test::ScratchFolder folder;
+  std::string unknown = test::ReadBytes(test::Ac3Audio());
+  unknown.replace(unknown.rfind("ac-3"), 4, "mhm1");  // MPEG-H
+  test::WriteBytes(folder / "unknown.mp4", unknown);
+  MediaInfo info;
+  ASSERT_EQ(MPG_GetMediaInfo((folder / "unknown.mp4").c_str(), &info), 1);
+  EXPECT_EQ(info.channels, 0);
+  EXPECT_EQ(info.sampleRate, 48000);
+  EXPECT_STREQ(info.sampleFormat, "");
+}
+
 TEST(MediaInfo, TurnsDownWhatIsNotMedia) {
   const test::ScratchFolder folder;
   const std::string whole = test::ReadBytes(test::H264Video());
@@ -71,9 +102,12 @@ TEST(MediaInfo, TurnsDownWhatIsNotMedia) {
   test::WriteBytes(folder / "cut.mp4", whole.substr(0, whole.size() / 2));  // its index is lost
   for (const std::string& path : {folder / "empty.mp4", folder / "text.mp4", folder / "cut.mp4",
                                   folder / "", folder / "missing.mp4"}) {
-    MediaInfo info;
+    MediaInfo info, zero;
+    std::memset(&info, 0xFF, sizeof info);
+    std::memset(&zero, 0, sizeof zero);
     EXPECT_EQ(MPG_IsThisGoodFile(path.c_str()), 0u) << path;
     EXPECT_EQ(MPG_GetMediaInfo(path.c_str(), &info), 0) << path;
+    EXPECT_EQ(std::memcmp(&info, &zero, sizeof info), 0) << path;
     EXPECT_EQ(MPG_GetAudioDuration(path.c_str()), 0) << path;
   }
   EXPECT_EQ(MPG_IsThisGoodFile(test::H264Video().c_str()), 1u);
