@@ -85,13 +85,14 @@ void MPG_GetDefExtension(const char* path, char* buffer, int32_t size) noexcept 
   if (buffer == nullptr || size <= 0) return;
   const std::span<char> text(buffer, static_cast<std::size_t>(size));
   CopyText(text, {});
-  ResultOf([&] {
+  // Without an answer it stays empty.
+  static_cast<void>(ResultOf([&] {
     RequireArguments(path);
     const Input input(path);
     const MergeDecision decision = DecideMerge(ProbeCodecId(input, AVMEDIA_TYPE_AUDIO),
                                                ProbeCodecId(input, AVMEDIA_TYPE_VIDEO));
     CopyWholeText(text, decision.extension);
-  });
+  }));
 }
 
 const char* MPG_GetDefExt(OutputFormatId formatId) noexcept {
@@ -102,7 +103,7 @@ const char* MPG_GetDefExt(OutputFormatId formatId) noexcept {
 int32_t MPG_MergeAV(const char* videoPath, const char* audioPath, const char* outputPath,
                     ProgressCallback callback, uint64_t context) noexcept {
   return ResultOf([&] {
-    RequireArguments(videoPath, audioPath, outputPath);
+    RequireFiles(outputPath, videoPath, audioPath);
     JoinVideoAndAudio(videoPath, audioPath, outputPath, Progress(callback, context));
   });
 }
@@ -116,6 +117,7 @@ int32_t MPG_Merge(const char* const* segmentPaths, const char* outputPath, uint8
     for (; *segmentPaths != nullptr; ++segmentPaths) list.paths.emplace_back(*segmentPaths);
     // Nothing to join, or nowhere to: not a failure.
     if (list.paths.empty() || outputPath == nullptr) return;
+    for (const std::string& path : list.paths) RequireFiles(outputPath, path.c_str());
     JoinSegments(list, outputPath, Progress(callback, context));
   });
 }
@@ -130,7 +132,7 @@ int32_t FLV_FixDuration(const char* path) noexcept {
 int32_t MP3_Convert(const char* inputPath, const char* outputPath, int32_t requestedBitRate,
                     ProgressCallback callback, uint64_t context) noexcept {
   return ResultOf([&] {
-    RequireArguments(inputPath, outputPath);
+    RequireFiles(outputPath, inputPath);
     ConvertToMp3(inputPath, outputPath, requestedBitRate, Progress(callback, context));
   });
 }
@@ -140,22 +142,24 @@ int32_t MPG_Transcode(const HostString* inputPath, const HostString* outputPath,
                       uint64_t context) noexcept {
   return ResultOf([&] {
     RequireArguments(inputPath, outputPath, params);
-    TranscodeFile(ToString(*inputPath), ToString(*outputPath), *params,
-                  Progress(callback, context));
+    const std::string input = ToString(*inputPath);
+    const std::string output = ToString(*outputPath);
+    RequireFiles(output.c_str(), input.c_str());
+    TranscodeFile(input, output, *params, Progress(callback, context));
   });
 }
 
 int32_t MPG_SaveTrimmedVideo(const char* inputPath, const char* outputPath, uint32_t startSecond,
                              uint32_t endSecond) noexcept {
   return ResultOf([&] {
-    RequireArguments(inputPath, outputPath);
+    RequireFiles(outputPath, inputPath);
     TrimVideo(inputPath, outputPath, startSecond, endSecond);
   });
 }
 
 int32_t MPG_Crop(const char* inputPath, const char* outputPath) noexcept {
   return ResultOf([&] {
-    RequireArguments(inputPath, outputPath);
+    RequireFiles(outputPath, inputPath);
     CropVideo(inputPath, outputPath);
   });
 }
@@ -163,7 +167,7 @@ int32_t MPG_Crop(const char* inputPath, const char* outputPath) noexcept {
 int32_t MPG_ShiftAudio(const char* inputPath, const char* outputPath, int32_t shiftMilliseconds,
                        ProgressCallback callback, uint64_t context) noexcept {
   return ResultOf([&] {
-    RequireArguments(inputPath, outputPath);
+    RequireFiles(outputPath, inputPath);
     ShiftAudio(inputPath, outputPath, shiftMilliseconds, Progress(callback, context));
   });
 }
@@ -175,8 +179,8 @@ uint32_t MPG_GetImage(ImageFormat format, const char* inputPath, const char* out
 
 uint8_t MPG_GetImageP(ImageFormat format, const char* inputPath, const char* outputPath,
                       int32_t position, int32_t height, uint32_t quality) noexcept {
-  if (inputPath == nullptr || outputPath == nullptr) return 0;
   return ValueOf([&] {
+    RequireFiles(outputPath, inputPath);
     GrabFrameByPercent({inputPath, height}, format, outputPath, position, quality);
     return true;
   });
@@ -194,8 +198,8 @@ void* MPG_GetImageBMP(const char* inputPath, uint32_t second, uint32_t* size,
 
 uint8_t MPG_GetImageJPG(const char* inputPath, const char* outputPath, uint32_t second,
                         uint32_t height) noexcept {
-  if (inputPath == nullptr || outputPath == nullptr) return 0;
   return ValueOf([&] {
+    RequireFiles(outputPath, inputPath);
     GrabJpegBySecond({inputPath, static_cast<int32_t>(height)}, second, outputPath);
     return true;
   });

@@ -5,14 +5,14 @@
 #include <new>
 
 #include "core/error.h"
-#include "media/ffmpeg.h"
+#include "media/output.h"
 #include "mpg/mpg.h"
 
 namespace mpg {
 
 /// Runs a worker; 0, or the code of its failure.
 template <class Worker>
-std::int32_t ResultOf(Worker&& worker) noexcept try {
+[[nodiscard]] std::int32_t ResultOf(Worker&& worker) noexcept try {
   worker();
   return 0;
 } catch (const Error& error) {
@@ -36,6 +36,13 @@ template <class... Pointers>
 void RequireArguments(const Pointers*... arguments) {
   const bool complete = (... && (arguments != nullptr));
   if (!complete) throw Error(MPG_ERR_INVALID_PARAMETER);
+}
+
+/// The same, and throws where the output is one of the inputs. Before anything is touched.
+template <class... Paths>
+void RequireFiles(const char* output, const Paths*... inputs) {
+  RequireArguments(output, inputs...);
+  (RequireOtherFile(output, inputs), ...);
 }
 
 }  // namespace mpg

@@ -107,7 +107,6 @@ std::int64_t ChooseMp3BitRate(std::int64_t fileBitRate, std::int64_t streamBitRa
 
 void ConvertToMp3(const char* inputPath, const char* outputPath, std::int32_t requestedBitRate,
                   Progress progress) {
-  RequireOtherFile(outputPath, inputPath);
   Mp3Conversion(inputPath, outputPath, requestedBitRate, progress).Run();
 }
 

@@ -5,11 +5,6 @@
 namespace mpg {
 namespace {
 
-const AVOutputFormat& CheckedMuxer(const char* inputPath, const char* outputPath) {
-  RequireOtherFile(outputPath, inputPath);
-  return MuxerForFile(inputPath);
-}
-
 AudioReencode AddAudio(Output& output, const char* inputPath) {
   output.CreateFile();
   return OpenAudioReencode(output, Input(inputPath), AV_CODEC_ID_NONE);
@@ -18,7 +13,7 @@ AudioReencode AddAudio(Output& output, const char* inputPath) {
 }  // namespace
 
 SameContainerCopy::SameContainerCopy(const char* inputPath, const char* outputPath, VideoUse use)
-    : output_(CheckedMuxer(inputPath, outputPath), outputPath, OnFailure::kDeleteFile),
+    : output_(MuxerForFile(inputPath), outputPath, OnFailure::kDeleteFile),
       audio_(AddAudio(output_, inputPath)),
       video_(use == VideoUse::kCopied ? AddVideoStreamFromFile(output_, audio_.input)
                                       : AddReencodedVideoStream(output_, audio_.input)) {

@@ -13,7 +13,6 @@ namespace {
 const AVOutputFormat& FindMuxer(const std::string& inputPath, const std::string& outputPath,
                                 std::int32_t formatId) {
   if (inputPath.empty() || outputPath.empty()) throw Error(MPG_ERR_INVALID_PARAMETER);
-  RequireOtherFile(outputPath.c_str(), inputPath.c_str());
   const OutputFormat* const format = FindOutputFormat(static_cast<OutputFormatId>(formatId));
   if (format == nullptr) throw Error(AVERROR_EXIT);
   return MuxerByName(format->muxer);

@@ -23,12 +23,10 @@ Outcome Flag(std::uint32_t result) {
 
 // The text must outlive it.
 HostString View(const std::string& text) {
-  HostString view{};
-  view.characters.pointer = text.c_str();
-  view.length = view.capacity = text.size();
-  if (text.size() < sizeof view.characters.text) text.copy(view.characters.text, text.size());
-  view.capacity = text.size() < sizeof view.characters.text ? 15 : text.size();
-  return view;
+  // Behind a pointer whatever their length: as long as the capacity says so.
+  return {.characters = {.pointer = text.c_str()},
+          .length = text.size(),
+          .capacity = std::max<std::uint64_t>(text.size(), 16)};
 }
 
 Outcome Transcode(const Paths& in, const std::string& out, const TranscodeParams& params) {
@@ -37,11 +35,65 @@ Outcome Transcode(const Paths& in, const std::string& out, const TranscodeParams
   return Code(MPG_Transcode(&input, &output, &params, nullptr, 0));
 }
 
-Outcome Merge(const Paths& in, const std::string& out, std::uint8_t deleteSegments) {
+Outcome Join(const Paths& in, const std::string& out) {
+  return Code(MPG_MergeAV(in[0].c_str(), in[1].c_str(), out.c_str(), nullptr, 0));
+}
+
+Outcome Merge(const Paths& in, const std::string& out) {
   std::vector<const char*> list;
   for (const std::string& path : in) list.push_back(path.c_str());
   list.push_back(nullptr);
-  return Code(MPG_Merge(list.data(), out.c_str(), deleteSegments, 1, nullptr, 0));
+  return Code(MPG_Merge(list.data(), out.c_str(), 1, 1, nullptr, 0));
+}
+
+Outcome Repair(const Paths& in, const std::string& /*out*/) {
+  return Code(FLV_FixDuration(in[0].c_str()));
+}
+
+Outcome Mp3(const Paths& in, const std::string& out) {
+  return Code(MP3_Convert(in[0].c_str(), out.c_str(), 0, nullptr, 0));
+}
+
+Outcome Remux(const Paths& in, const std::string& out) {
+  return Transcode(in, out, {.formatId = MPG_FORMAT_TS});
+}
+
+Outcome Reencode(const Paths& in, const std::string& out) {
+  return Transcode(in, out,
+                   {.formatId = MPG_FORMAT_AVI, .targetVideoCodec = 6, .targetHeight = 32});
+}
+
+Outcome Trim(const Paths& in, const std::string& out) {
+  return Code(MPG_SaveTrimmedVideo(in[0].c_str(), out.c_str(), 0, 1));
+}
+
+Outcome Crop(const Paths& in, const std::string& out) {
+  return Code(MPG_Crop(in[0].c_str(), out.c_str()));
+}
+
+Outcome Shift(const Paths& in, const std::string& out) {
+  return Code(MPG_ShiftAudio(in[0].c_str(), out.c_str(), 99, nullptr, 0));
+}
+
+template <ImageFormat kFormat, int kPosition>
+Outcome Image(const Paths& in, const std::string& out) {
+  return Flag(MPG_GetImageP(kFormat, in[0].c_str(), out.c_str(), kPosition, 0, 100));
+}
+
+Outcome Sample(const Paths& in, const std::string& out) {
+  return Flag(MPG_GetImageJPG(in[0].c_str(), out.c_str(), 1, 30));
+}
+
+Outcome Bitmap(const Paths& in, const std::string& /*out*/) {
+  std::uint32_t size = 0;
+  void* const bitmap = MPG_GetImageBMP(in[0].c_str(), 1, &size, 30);
+  Outcome outcome{bitmap != nullptr, std::string(static_cast<const char*>(bitmap), size)};
+  std::free(bitmap);
+  return outcome;
+}
+
+Outcome IsGoodFile(const Paths& in, const std::string& /*out*/) {
+  return Flag(MPG_IsThisGoodFile(in[0].c_str()));
 }
 
 Outcome Information(const Paths& in, const std::string& /*out*/) {
@@ -54,14 +106,6 @@ Outcome Decision(const Paths& in, const std::string& /*out*/) {
   MergeDecision decision{};
   Outcome outcome = Code(MPG_MergeOP2(in[0].c_str(), in[1].c_str(), &decision));
   if (outcome.isSuccess) outcome.answer = decision.extension;
-  return outcome;
-}
-
-Outcome Bitmap(const Paths& in, const std::string& /*out*/) {
-  std::uint32_t size = 0;
-  void* const bitmap = MPG_GetImageBMP(in[0].c_str(), 1, &size, 30);
-  Outcome outcome{bitmap != nullptr, std::string(static_cast<const char*>(bitmap), size)};
-  std::free(bitmap);
   return outcome;
 }
 
@@ -83,118 +127,24 @@ std::vector<Operation> MakeOperations() {
                   std::string("-i ") + film + " -t 1 -c copy -output_ts_offset " + start));
   }
   return {
-      {"information", {film}, "", Fate::kWhatItWas, false, Information},
-      {"good file",
-       {film},
-       "",
-       Fate::kWhatItWas,
-       false,
-       [](const Paths& in, const auto&) { return Flag(MPG_IsThisGoodFile(in[0].c_str())); }},
-      {"decision", {video, audio}, "", Fate::kWhatItWas, false, Decision},
-      {"join",
-       {video, audio},
-       "mp4",
-       Fate::kKept,
-       false,
-       [](const Paths& in, const auto& out) {
-         return Code(MPG_MergeAV(in[0].c_str(), in[1].c_str(), out.c_str(), nullptr, 0));
-       }},
-      {"re-encoding join",
-       {mpeg4, OpusAudio()},
-       "mp4",
-       Fate::kKept,
-       false,
-       [](const Paths& in, const auto& out) {
-         return Code(MPG_MergeAV(in[0].c_str(), in[1].c_str(), out.c_str(), nullptr, 0));
-       }},
-      {"segments", segments, "mp4", Fate::kDeleted, true,
-       [](const Paths& in, const auto& out) { return Merge(in, out, 1); }},
-      {"repair",
-       {flv},
-       "",
-       Fate::kRestored,
-       false,
-       [](const Paths& in, const auto&) { return Code(FLV_FixDuration(in[0].c_str())); }},
-      {"mp3",
-       {audio},
-       "mp3",
-       Fate::kKept,
-       false,
-       [](const Paths& in, const auto& out) {
-         return Code(MP3_Convert(in[0].c_str(), out.c_str(), 0, nullptr, 0));
-       }},
-      {"remux",
-       {film},
-       "ts",
-       Fate::kDeleted,
-       false,
-       [](const Paths& in, const auto& out) {
-         return Transcode(in, out, {.formatId = MPG_FORMAT_TS});
-       }},
-      {"transcode",
-       {mpeg4},
-       "avi",
-       Fate::kDeleted,
-       false,
-       [](const Paths& in, const auto& out) {
-         return Transcode(in, out,
-                          {.formatId = MPG_FORMAT_AVI, .targetVideoCodec = 6, .targetHeight = 32});
-       }},
-      {"trim",
-       {mpeg4},
-       "mp4",
-       Fate::kDeleted,
-       false,
-       [](const Paths& in, const auto& out) {
-         return Code(MPG_SaveTrimmedVideo(in[0].c_str(), out.c_str(), 0, 1));
-       }},
-      {"crop",
-       {film},
-       "mp4",
-       Fate::kDeleted,
-       false,
-       [](const Paths& in, const auto& out) { return Code(MPG_Crop(in[0].c_str(), out.c_str())); }},
-      {"shift",
-       {film},
-       "mp4",
-       Fate::kDeleted,
-       false,
-       [](const Paths& in, const auto& out) {
-         return Code(MPG_ShiftAudio(in[0].c_str(), out.c_str(), 99, nullptr, 0));
-       }},
-      {"bmp",
-       {film},
-       "bmp",
-       Fate::kDeleted,
-       false,
-       [](const Paths& in, const auto& out) {
-         return Flag(MPG_GetImage(MPG_IMAGE_BMP, in[0].c_str(), out.c_str(), 0, 0));
-       }},
-      {"ppm by percent",
-       {film},
-       "ppm",
-       Fate::kDeleted,
-       false,
-       [](const Paths& in, const auto& out) {
-         return Flag(MPG_GetImageP(MPG_IMAGE_PPM, in[0].c_str(), out.c_str(), 30, 0, 0));
-       }},
-      {"jpeg",
-       {film},
-       "jpg",
-       Fate::kDeleted,
-       false,
-       [](const Paths& in, const auto& out) {
-         return Flag(MPG_GetImage(MPG_IMAGE_JPEG, in[0].c_str(), out.c_str(), 0, 100));
-       }},
-      {"jpeg by second",
-       {film},
-       "jpg",
-       Fate::kKept,
-       false,
-       [](const Paths& in, const auto& out) {
-         return Flag(MPG_GetImageJPG(in[0].c_str(), out.c_str(), 1, 30));
-       }},
-      {"bitmap", {film}, "", Fate::kWhatItWas, false, Bitmap},
+      {"information", {film}, "", Fate::kWhatItWas, Information},
+      {"good file", {film}, "", Fate::kWhatItWas, IsGoodFile},
+      {"decision", {video, audio}, "", Fate::kWhatItWas, Decision},
+      {"join", {video, audio}, "mp4", Fate::kKept, Join},
+      {"re-encoding join", {mpeg4, OpusAudio()}, "mp4", Fate::kKept, Join},
+      {"segments", segments, "mp4", Fate::kDeleted, Merge, true},
+      {"repair", {flv}, "", Fate::kRestored, Repair},
+      {"mp3", {audio}, "mp3", Fate::kKept, Mp3},
+      {"remux", {film}, "ts", Fate::kDeleted, Remux},
+      {"transcode", {mpeg4}, "avi", Fate::kDeleted, Reencode},
+      {"trim", {mpeg4}, "mp4", Fate::kDeleted, Trim},
+      {"crop", {film}, "mp4", Fate::kDeleted, Crop},
+      {"shift", {film}, "mp4", Fate::kDeleted, Shift},
+      {"bmp", {film}, "bmp", Fate::kDeleted, Image<MPG_IMAGE_BMP, 0>},
+      {"ppm by percent", {film}, "ppm", Fate::kDeleted, Image<MPG_IMAGE_PPM, 30>},
+      {"jpeg", {film}, "jpg", Fate::kDeleted, Image<MPG_IMAGE_JPEG, 0>},
+      {"jpeg by second", {film}, "jpg", Fate::kKept, Sample},
+      {"bitmap", {film}, "", Fate::kWhatItWas, Bitmap},
   };
 }
 

@@ -1,7 +1,6 @@
 // One table of everything that the library does, for tests that hold of all operations.
 #pragma once
 
-#include <functional>
 #include <string>
 #include <vector>
 
@@ -27,9 +26,9 @@ struct Operation {
   /// Of the output's name, without dot; "" where no file is written.
   const char* extension;
   Fate fate;
+  Outcome (*run)(const std::vector<std::string>& inputs, const std::string& output);
   /// The inputs' copies that a success deletes are all of them, or none.
-  bool deletesInputs;
-  std::function<Outcome(const std::vector<std::string>& inputs, const std::string& output)> run;
+  bool deletesInputs = false;
 };
 
 /// Of short media, made on first use.

@@ -48,6 +48,12 @@ void Trial::Prepare() {
   before_ = Contents(inputs_);
 }
 
+void Trial::Spoil(std::size_t input, const char* content) {
+  fs::remove(inputs_[input]);
+  if (content != nullptr) WriteBytes(inputs_[input], content);
+  before_ = Contents(inputs_);
+}
+
 void Trial::Check(const Outcome& outcome, const FaultNature& fault) {
   EXPECT_EQ(OpenFiles(), openFiles_);
   EXPECT_TRUE(outcome.isSuccess || !fault.isHarmless) << outcome.answer;

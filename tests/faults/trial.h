@@ -25,8 +25,14 @@ class Trial {
   /// Puts the inputs in place as they were, and nothing else.
   void Prepare();
 
+  /// Gives an input another content, or takes it away.
+  void Spoil(std::size_t input, const char* content);
+
   /// The operation, as it is.
-  Outcome Run() const { return operation_.run(inputs_, output_); }
+  Outcome Run() const { return RunInto(output_); }
+  Outcome RunInto(const std::string& output) const { return operation_.run(inputs_, output); }
+
+  const std::vector<std::string>& Inputs() const { return inputs_; }
 
   /// Expects that a success is one, that a failure leaves the inputs alone and the output as
   /// promised, and that nothing else is left: files, open files.

@@ -1,0 +1,75 @@
+// Outputs and inputs that can't be, given to everything that the library does.
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <filesystem>
+#include <string>
+
+#include "faults/operations.h"
+#include "faults/trial.h"
+#include "support/media.h"
+#include "support/system.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+// Functions that tell a code tell this one.
+void ExpectFailure(const test::Outcome& outcome, int code) {
+  EXPECT_FALSE(outcome.isSuccess);
+  EXPECT_TRUE(outcome.answer.empty() || outcome.answer == std::to_string(code)) << outcome.answer;
+}
+
+TEST(Outputs, AreNeverAnInputByAnyName) {
+  for (const test::Operation& operation : test::Operations()) {
+    if (*operation.extension == 0) continue;
+    test::Trial trial(operation);
+    for (const std::string& input : trial.Inputs()) {
+      const fs::path path = input;
+      const std::string hard = input + ".hard", symbolic = input + ".symbolic";
+      for (const std::string& name :
+           {input, (path.parent_path() / "." / path.filename()).string(), hard, symbolic}) {
+        SCOPED_TRACE(std::string(operation.name) + " to " + name);
+        trial.Prepare();
+        const std::string before = test::ReadBytes(input);
+        fs::create_hard_link(input, hard);
+        test::MakeLink(input, symbolic);
+        ExpectFailure(trial.RunInto(name), -1073741819);  // MPG_ERR_INVALID_PARAMETER
+        EXPECT_TRUE(test::ReadBytes(input) == before);
+      }
+    }
+  }
+}
+
+TEST(Outputs, NeedAFolderAndAName) {
+  for (const test::Operation& operation : test::Operations()) {
+    if (*operation.extension == 0) continue;
+    SCOPED_TRACE(operation.name);
+    test::Trial trial(operation);
+    trial.Prepare();
+    const std::string folder = fs::path(trial.Inputs().front()).parent_path().string();
+    ExpectFailure(trial.RunInto(folder + "/no folder/out." + operation.extension), -ENOENT);
+    ExpectFailure(trial.RunInto(folder + "/"), test::DirectoryError());
+    EXPECT_FALSE(trial.RunInto("").isSuccess);
+    EXPECT_TRUE(fs::exists(folder));
+  }
+}
+
+TEST(Inputs, ThatAreNoMediaFailAndLeaveWhatIsPromised) {
+  for (const test::Operation& operation : test::Operations()) {
+    if (operation.deletesInputs) continue;  // a list passes some
+    test::Trial trial(operation);
+    for (std::size_t input = 0; input < operation.inputs.size(); ++input) {
+      for (const char* content : {"", "no media", static_cast<const char*>(nullptr)}) {
+        SCOPED_TRACE(std::string(operation.name) + ": " + (content ? content : "missing"));
+        trial.Prepare();
+        trial.Spoil(input, content);
+        const test::Outcome outcome = trial.Run();
+        EXPECT_FALSE(outcome.isSuccess);
+        trial.Check(outcome, {});
+      }
+    }
+  }
+}
+
+}  // namespace
