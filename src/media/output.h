@@ -29,6 +29,7 @@ const AVOutputFormat& MuxerForFile(const char* path);
 /// Packets that could not be written, up to a limit.
 class WriteFailures {
  public:
+  static constexpr int kOfAJoin = 25;
   static constexpr int kUnlimited = std::numeric_limits<int>::max();
 
   explicit WriteFailures(int tolerated = 0) : tolerated_(tolerated) {}

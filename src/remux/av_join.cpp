@@ -3,7 +3,6 @@
 #include <optional>
 #include <utility>
 
-#include "media/output.h"
 #include "media/stream_finder.h"
 #include "probe/merge_decision.h"
 #include "remux/copy_join.h"
@@ -24,8 +23,6 @@ AVCodecID CodecOf(const std::optional<Input>& input, AVMediaType type) {
 
 void JoinVideoAndAudio(const char* videoPath, const char* audioPath, const char* outputPath,
                        Progress progress) {
-  RequireOtherFile(outputPath, videoPath);
-  RequireOtherFile(outputPath, audioPath);
   // Reading the stream information is most of a small join's time: the decision and the join share
   // one opening of each file.
   std::optional<Input> audio = TryOpen(audioPath);

@@ -5,9 +5,8 @@
 
 namespace mpg {
 
-/// Decides how the two files can be joined and joins them. Throws Error; MPG_ERR_INVALID_PARAMETER
-/// when the output is one of the inputs, which is found before anything is touched. The partial
-/// file of a failed join stays.
+/// Decides how the two files can be joined and joins them. Throws Error; the partial file of a
+/// failed join stays.
 void JoinVideoAndAudio(const char* videoPath, const char* audioPath, const char* outputPath,
                        Progress progress);
 

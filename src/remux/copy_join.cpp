@@ -6,6 +6,7 @@
 #include "media/stream_copy.h"
 #include "media/stream_span.h"
 #include "media/timestamps.h"
+#include "remux/join_guard.h"
 #include "remux/timestamp_maker.h"
 
 namespace mpg {
@@ -32,8 +33,7 @@ struct Track {
   Input& input;
   const AVStream& source;
   const AVStream& target;
-  std::int64_t lastPts = 0;  // in the target's time base, like lastDts
-  std::int64_t lastDts = 0;
+  JoinGuard guard;
   bool finished = false;
 };
 
@@ -43,10 +43,9 @@ class CopyJoin {
       : work_(std::move(work)),
         progress_(progress),
         output_(MuxerByName(work_.muxerName), work_.outputPath, OnFailure::kKeepPartialFile),
-        video_(MakeTrack(work_.video, AddCopiedVideoStream(output_, work_.video))),
-        audio_(MakeTrack(work_.audio, AddCopiedAudioStream(output_, work_.audio))),
-        total_(ProgressTotal(work_, video_.source, audio_.source)),
-        writeFailures_(work_.writeFailureLimit) {}
+        video_(MakeTrack(work_.video, AddCopiedVideoStream(output_, work_.video), Kind::kVideo)),
+        audio_(MakeTrack(work_.audio, AddCopiedAudioStream(output_, work_.audio), Kind::kAudio)),
+        total_(ProgressTotal(work_, video_.source, audio_.source)) {}
 
   void Run() {
     output_.CreateFile();
@@ -71,15 +70,20 @@ class CopyJoin {
   }
 
  private:
-  static Track MakeTrack(Input& input, CopiedStream stream) {
+  using Kind = JoinGuard::Kind;
+
+  static Track MakeTrack(Input& input, CopiedStream stream, Kind kind) {
     input.ReadOnly(*stream.source);
-    return {.input = input, .source = *stream.source, .target = *stream.target};
+    return {.input = input,
+            .source = *stream.source,
+            .target = *stream.target,
+            .guard = JoinGuard(kind)};
   }
 
   bool IsVideoNext() const {
     if (audio_.finished) return true;
     if (video_.finished) return false;
-    return av_compare_ts(video_.lastPts, video_.target.time_base, audio_.lastPts,
+    return av_compare_ts(video_.guard.LastPts(), video_.target.time_base, audio_.guard.LastPts(),
                          audio_.target.time_base) <= 0;
   }
 
@@ -122,30 +126,14 @@ class CopyJoin {
 
   void RescaleAndWrite(Track& track) {
     MovePacket(*packet_, track.source, track.target);
-    const std::int64_t originalPts = packet_->pts;
-    RepairRepeats(track);
-    if (IsKnown(packet_->dts) && packet_->pts < packet_->dts) return;
-    track.lastPts = packet_->pts;
-    if (IsKnown(packet_->dts)) track.lastDts = packet_->dts;
+    const JoinGuard::Verdict verdict = track.guard.Repair(*packet_);
+    if (verdict == JoinGuard::Verdict::kDrop) return;
 
     if (&track == &video_) GiveDuration(*packet_, track.source, track.target);
     const int result = output_.Write(*packet_);
-    if (originalPts >= 0) writeFailures_.Count(result);
+    if (verdict == JoinGuard::Verdict::kWrite) writeFailures_.Count(result);
     // Nothing is left to interleave with once one input has ended.
     if (video_.finished || audio_.finished) output_.FlushQueue(writeFailures_);
-  }
-
-  // Muxers refuse a decoding time that doesn't rise, players stumble over equal presentation times.
-  // A video packet that lies before its predecessor is left to the muxer to refuse.
-  void RepairRepeats(const Track& track) {
-    if (packet_->duration == 0) return;
-    const std::int64_t next = track.lastPts + 1;
-    if (track.lastPts != 0 && packet_->pts == track.lastPts) packet_->pts = next;
-
-    if (track.lastDts == 0 || !IsKnown(packet_->dts)) return;
-    const bool isRepeat = packet_->dts == track.lastDts;
-    const bool isStepBack = packet_->dts < track.lastDts;
-    if (isRepeat || (isStepBack && &track == &audio_)) packet_->dts = next;
   }
 
   JoinWork work_;
@@ -159,7 +147,7 @@ class CopyJoin {
   bool videoWasRead_ = false;
   bool stopped_ = false;
   int audioReadError_ = 0;
-  WriteFailures writeFailures_;
+  WriteFailures writeFailures_{WriteFailures::kOfAJoin};
 };
 
 }  // namespace

@@ -12,8 +12,6 @@ struct JoinWork {
   Input audio;
   const char* outputPath;
   const char* muxerName;  // FFmpeg's short name
-  /// Packet writes that may fail before the join gives up.
-  int writeFailureLimit = 25;
 };
 
 /// Copies the first video stream and the usable audio stream into one file, interleaved by time,

@@ -34,43 +34,43 @@ class ReencodeJoin {
     output_.CreateFile();
     output_.ExpectSize(fileSize_);
     output_.WriteHeader();
-    bool audioEnded = false;
-    bool videoEnded = false;
-    while (!videoEnded) {
+    End end = End::kNotYet;
+    bool hasAudio = true;
+    while (end == End::kNotYet) {
       if (IsVideoNext(pipeline.Timing())) {
-        videoEnded = !CopyVideoPacket();
-      } else if (audioEnded) {
-        break;
+        end = CopyVideoPacket();
+      } else if (hasAudio) {
+        hasAudio = pipeline.ProducePiece();
       } else {
-        audioEnded = !pipeline.ProducePiece();
+        end = End::kOfAudio;
       }
     }
-    FinishFile();
+    FinishFile(end);
   }
 
  private:
+  enum class End { kNotYet, kOfVideo, kOfAudio, kStop, kVideoFailure };
+
   bool IsVideoNext(const StreamTimingRecord& timing) const {
     return av_compare_ts(videoPts_, video_.source->time_base, timing.lastPacketPts,
                          audio_.target->time_base) <= 0;
   }
 
-  // False when no video follows.
-  bool CopyVideoPacket() {
+  End CopyVideoPacket() {
     const int read = videoInput_.Read(*packet_);
     if (read == AVERROR_EOF) {
       progress_.ReportEnd();
-      return false;
+      return End::kOfVideo;
     }
     if (read < 0) return FailOnVideo(read);
     if (!IsKnown(packet_->pts)) timeStampMaker_.Stamp(*packet_, *video_.source);
     videoPts_ = packet_->pts;
-    stopped_ = Report() == Answer::kStop;
-    if (stopped_) return false;
+    if (Report() == Answer::kStop) return End::kStop;
 
     MovePacket(*packet_, *video_.source, *video_.target);
     GiveDuration(*packet_, *video_.source, *video_.target);
     const int written = output_.Write(*packet_);
-    return written >= 0 || FailOnVideo(written);
+    return written < 0 ? FailOnVideo(written) : End::kNotYet;
   }
 
   Answer Report() {
@@ -79,18 +79,18 @@ class ReencodeJoin {
     return progress_.ReportRise(PercentOf(FromStart(videoPts_, *video_.source), total));
   }
 
-  bool FailOnVideo(int code) {
+  End FailOnVideo(int code) {
     videoError_ = code;
-    return false;
+    return End::kVideoFailure;
   }
 
   // A video that broke off leaves a playable file. Its own code counts, not what follows from it.
-  void FinishFile() try {
+  void FinishFile(End end) try {
     output_.Finish();
     Check(videoError_);
     Check(videoInput_.FileError());
     Check(audio_.input.FileError());
-    if (!stopped_ && !output_.HasPackets()) throw Error(AVERROR_INVALIDDATA);
+    if (end != End::kStop && !output_.HasPackets()) throw Error(AVERROR_INVALIDDATA);
   } catch (const Error&) {
     Check(videoError_);
     throw;
@@ -106,7 +106,6 @@ class ReencodeJoin {
   PacketPtr packet_ = MakePacket();
   std::int64_t videoPts_ = 0;  // of the last packet read, in its input's time base
   int videoError_ = 0;
-  bool stopped_ = false;
 };
 
 }  // namespace

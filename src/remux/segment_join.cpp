@@ -55,12 +55,6 @@ void KeepParameterSets(AVCodecParameters& parameters) {
   }
 }
 
-void RequireNoEntry(const char* outputPath, const std::vector<std::string>& paths) {
-  for (const std::string& path : paths) RequireOtherFile(outputPath, path.c_str());
-}
-
-constexpr int kToleratedWriteFailures = 25;
-
 class SegmentJoin {
  public:
   SegmentJoin(const SegmentList& list, const char* outputPath, Progress progress)
@@ -73,7 +67,7 @@ class SegmentJoin {
   void Run() {
     output_.CreateFile();
     // The output may have come into being under the name of an entry that was missing so far.
-    RequireNoEntry(outputPath_, list_.paths);
+    for (const std::string& path : list_.paths) RequireOtherFile(outputPath_, path.c_str());
     ExpectSize();
     AddStreams();
     output_.WriteHeader();
@@ -172,7 +166,7 @@ class SegmentJoin {
   const char* outputPath_;
   AlikeFiles files_;
   Output output_;
-  WriteFailures failures_{kToleratedWriteFailures};
+  WriteFailures failures_{WriteFailures::kOfAJoin};
   Opening first_;
   std::int64_t packets_ = 0;                      // that the output was given
   std::map<std::size_t, platform::Path> copied_;  // entries of which nothing was left out
@@ -196,7 +190,6 @@ const char* SegmentMuxerName(const char* outputPath) {
 }
 
 void JoinSegments(const SegmentList& list, const char* outputPath, Progress progress) {
-  RequireNoEntry(outputPath, list.paths);
   SegmentJoin(list, outputPath, progress).Run();
 }
 
