@@ -24,7 +24,8 @@ inline int Check(int result) {
   return result;
 }
 
-constexpr std::int32_t kOutOfMemory = -12;  // AVERROR(ENOMEM)
+constexpr std::int32_t kOutOfMemory = -12;      // AVERROR(ENOMEM)
+constexpr std::int32_t kInvalidArgument = -22;  // AVERROR(EINVAL)
 
 /// Passes on a freshly allocated object; throws Error(ENOMEM) when there is none.
 template <class T>

@@ -2,6 +2,8 @@
 
 #include <limits>
 
+#include "core/error.h"
+
 namespace mpg {
 namespace {
 
@@ -23,12 +25,13 @@ class HeaderFiller {
 
 }  // namespace
 
-std::optional<std::uint32_t> PixelBytes(const RgbView& image, std::uint32_t headerBytes) {
-  if (image.pixels == nullptr || image.width < 0 || image.height < 0) return std::nullopt;
+std::uint32_t PixelBytes(const RgbView& image, std::uint32_t headerBytes) {
+  const bool canBe = image.pixels != nullptr && image.width >= 0 && image.height >= 0;
+  if (!canBe) throw Error(kInvalidArgument);
   const std::uint64_t pixels =
       static_cast<std::uint64_t>(image.width) * static_cast<std::uint64_t>(image.height);
   const std::uint32_t most = std::numeric_limits<std::uint32_t>::max() - headerBytes;
-  if (pixels > most / 3) return std::nullopt;
+  if (pixels > most / 3) throw Error(kInvalidArgument);
   return static_cast<std::uint32_t>(pixels * 3);
 }
 

@@ -3,7 +3,6 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <optional>
 
 #include "image/rgb_view.h"
 
@@ -12,9 +11,9 @@ namespace mpg {
 
 inline constexpr std::size_t kBmpHeaderBytes = 54;
 
-// Bytes of the picture's pixels. None for a picture without pixels or of a negative side, and when
-// the bytes and `headerBytes` together would not fit in 32 bits.
-std::optional<std::uint32_t> PixelBytes(const RgbView& image, std::uint32_t headerBytes);
+// Bytes of the picture's pixels. Throws Error(EINVAL) for a picture without pixels or of a negative
+// side, and when the bytes and `headerBytes` together would not fit in 32 bits.
+std::uint32_t PixelBytes(const RgbView& image, std::uint32_t headerBytes);
 
 // File header and information header of an uncompressed 24-bit bitmap, top row first, whose pixels
 // follow at once.

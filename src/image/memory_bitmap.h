@@ -12,8 +12,8 @@ namespace mpg {
 // bytes less than the block's.
 //
 // The block comes from std::malloc and belongs to the caller, who releases it with the same
-// runtime's free. Null, with `size` untouched, when a side is 0 or negative, there are no pixels,
-// the block would not fit in 32 bits or there is no memory for it.
+// runtime's free. Throws Error, with `size` untouched: EINVAL when a side is 0 or negative, there
+// are no pixels or the block would not fit in 32 bits, ENOMEM.
 std::uint8_t* BuildMemoryBitmap(const RgbView& image, std::uint32_t& size);
 
 }  // namespace mpg

@@ -60,17 +60,21 @@ PosterSearch::PosterSearch(VideoSource& source, RgbConverter& converter, std::in
   if (!IsKnown(duration_) && position_ > 0) throw Error(AVERROR_EOF);
 }
 
-RgbView PosterSearch::Find() {
+void PosterSearch::Find() {
   const AVDiscard dispensable = DispensableAheadOfKey(source_.Stream().codecpar->codec_id);
   Check(Read());
   if (dispensable != AVDISCARD_DEFAULT) {
     source_.Decoder().skip_frame = dispensable;
-    if (SkipToBeginning()) return image_;
+    if (SkipToBeginning()) return;
     source_.Decoder().skip_frame = AVDISCARD_DEFAULT;
-    if (IsPosterAtBeginning()) return image_;
+    if (IsPosterAtBeginning()) return;
   }
   DecodeToPoster();
-  return image_;
+}
+
+void PosterSearch::FindPlainly() {
+  Check(Read());
+  DecodeToPoster();
 }
 
 // The next packet at or behind the position.
@@ -150,8 +154,8 @@ void PosterSearch::DecodeToPoster() {
 bool PosterSearch::IsPoster() {
   const AVPictureType type = picture_->pict_type;
   if (type == AV_PICTURE_TYPE_P || type == AV_PICTURE_TYPE_B) return false;
-  image_ = converter_.Convert(*picture_);
-  return !IsUniformImage(image_);
+  converter_.Convert(*picture_);
+  return !IsUniformImage(converter_.Image());
 }
 
 void PosterSearch::CountFruitless() {

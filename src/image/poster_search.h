@@ -22,9 +22,12 @@ class PosterSearch {
   /// long it lasts and the position isn't its start.
   PosterSearch(VideoSource& source, RgbConverter& converter, std::int32_t position);
 
-  /// The picture, in the converter's buffer. Throws Error: AVERROR_UNKNOWN when too many packets
+  /// Leaves the picture in the converter. Throws Error: AVERROR_UNKNOWN when too many packets
   /// brought no picture at all, else the code with which reading ended.
-  RgbView Find();
+  void Find();
+
+  /// The same by decoding everything behind the position.
+  void FindPlainly();
 
  private:
   int Read();
@@ -43,7 +46,6 @@ class PosterSearch {
   const std::int64_t duration_;  // in the stream's time base, or AV_NOPTS_VALUE
   const PacketPtr packet_ = MakePacket();
   const FramePtr picture_ = MakeFrame();
-  RgbView image_;
   std::int64_t packets_ = 0;
   int fruitless_ = 0;
 };

@@ -27,7 +27,7 @@ RgbConverter::RgbConverter(int sourceWidth, int sourceHeight, int height) {
   pixels_.reset(planes[0]);
 }
 
-RgbView RgbConverter::Convert(const AVFrame& picture) {
+void RgbConverter::Convert(const AVFrame& picture) {
   scaler_.reset(sws_getCachedContext(scaler_.release(), picture.width, picture.height,
                                      static_cast<AVPixelFormat>(picture.format), width_, height_,
                                      AV_PIX_FMT_RGB24, SWS_FAST_BILINEAR | SWS_ACCURATE_RND,
@@ -37,7 +37,6 @@ RgbView RgbConverter::Convert(const AVFrame& picture) {
   const int rowBytes[4] = {width_ * 3};
   Check(sws_scale(scaler_.get(), picture.data, picture.linesize, 0, picture.height, planes,
                   rowBytes));
-  return {.pixels = pixels_.get(), .width = width_, .height = height_};
 }
 
 }  // namespace mpg

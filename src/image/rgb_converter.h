@@ -14,14 +14,17 @@ class RgbConverter {
   /// ENOMEM.
   RgbConverter(int sourceWidth, int sourceHeight, int height);
 
-  /// The picture in the converter's buffer, valid until the next call. Throws Error:
-  /// AVERROR_UNKNOWN when the format can't be converted.
-  RgbView Convert(const AVFrame& picture);
+  /// Puts a picture into the buffer, in place of the one before. Throws Error: AVERROR_UNKNOWN when
+  /// the format can't be converted.
+  void Convert(const AVFrame& picture);
+
+  /// What was converted last. Lives as long as the converter.
+  RgbView Image() const { return {.pixels = pixels_.get(), .width = width_, .height = height_}; }
 
  private:
   int width_;
   int height_;
-  std::unique_ptr<std::uint8_t, Deleter<av_free>> pixels_;
+  BytesPtr pixels_;
   ScalerPtr scaler_;
 };
 

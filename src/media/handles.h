@@ -2,6 +2,7 @@
 // frame can't be freed as a packet, and nothing outside this folder frees anything.
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <type_traits>
 
@@ -33,6 +34,7 @@ using ParserPtr = std::unique_ptr<AVCodecParserContext, Deleter<av_parser_close>
 using ScalerPtr = std::unique_ptr<SwsContext, Deleter<sws_freeContext>>;
 using ResamplerPtr = std::unique_ptr<SwrContext, Deleter<swr_free>>;
 using AudioFifoPtr = std::unique_ptr<AVAudioFifo, Deleter<av_audio_fifo_free>>;
+using BytesPtr = std::unique_ptr<std::uint8_t, Deleter<av_free>>;
 using InputFormatPtr = std::unique_ptr<AVFormatContext, Deleter<avformat_close_input>>;
 using OutputFormatPtr = std::unique_ptr<AVFormatContext, Deleter<avformat_free_context>>;
 

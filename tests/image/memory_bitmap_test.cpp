@@ -7,21 +7,18 @@
 #include <limits>
 #include <memory>
 
+#include "core/error.h"
 #include "image/test_pictures.h"
 
 namespace mpg::test {
 namespace {
 
-struct Freer {
-  void operator()(std::uint8_t* block) const { std::free(block); }
-};
-using Block = std::unique_ptr<std::uint8_t, Freer>;
-
 TEST(MemoryBitmap, HoldsHeadersAnEmptyColourAndTheRows) {
   // Red and green above blue and grey.
   const Picture picture{2, 2, {255, 0, 0, 0, 255, 0, 0, 0, 255, 1, 2, 3}};
   std::uint32_t size = 0;
-  const Block block(BuildMemoryBitmap(picture.View(), size));
+  const std::unique_ptr<std::uint8_t, decltype(&std::free)> block(
+      BuildMemoryBitmap(picture.View(), size), std::free);
   ASSERT_EQ(size, 70u);
   const Bytes expected = {
       'B', 'M', 66,  0, 0,   0, 0,   0, 0,    0,    54,   0,    0, 0,         // file header
@@ -45,7 +42,7 @@ TEST(MemoryBitmap, RefusesWhatItCannotHold) {
   };
   for (const RgbView& image : refused) {
     std::uint32_t size = 12345;
-    EXPECT_EQ(BuildMemoryBitmap(image, size), nullptr) << image.width << " x " << image.height;
+    EXPECT_THROW(BuildMemoryBitmap(image, size), Error) << image.width << " x " << image.height;
     EXPECT_EQ(size, 12345u);
   }
 }

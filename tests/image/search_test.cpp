@@ -4,12 +4,8 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <optional>
 #include <string>
 
-#include "core/progress.h"
-#include "media/timestamps.h"
 #include "support/media.h"
 #include "test_pictures.h"
 
@@ -18,52 +14,24 @@ namespace {
 
 using test::Bytes;
 
-std::optional<Bytes> BytesOf(const RgbView& image) {
-  return Bytes(image.pixels, image.pixels + std::size_t{3} * static_cast<std::size_t>(image.width) *
-                                                static_cast<std::size_t>(image.height));
+Bytes PixelsOf(RgbConverter& converter) {
+  const RgbView image = converter.Image();
+  return {image.pixels, image.pixels + std::size_t{3} * static_cast<std::size_t>(image.width) *
+                                           static_cast<std::size_t>(image.height)};
 }
 
 RgbConverter ConverterOf(const VideoSource& source) {
   return {source.Decoder().width, source.Decoder().height, 0};
 }
 
-bool IsOneColour(const Bytes& pixels) {
-  return std::equal(pixels.begin() + 3, pixels.end(), pixels.begin());
-}
-
-// The first picture worth showing behind a position, by decoding every packet from there on.
-std::optional<Bytes> PlainPoster(const std::string& path, int position) {
+// Nothing where there is none.
+Bytes Poster(void (PosterSearch::*find)(), const std::string& path, int position) try {
   VideoSource source(path.c_str());
   RgbConverter converter = ConverterOf(source);
-  const AVStream& stream = source.Stream();
-  const std::int64_t start = IsKnown(stream.start_time) ? stream.start_time : 0;
-  const std::int64_t duration =
-      IsKnown(stream.duration)
-          ? stream.duration
-          : RescaleTime(source.File().Duration(), AV_TIME_BASE_Q, stream.time_base);
-  const PacketPtr packet = MakePacket();
-  const FramePtr picture = MakeFrame();
-  int fruitless = 0;
-  while (source.Read(*packet) >= 0) {
-    if (position != 0 && PercentOf(packet->pts - start, duration) < position) continue;
-    if (Decode(source.Decoder(), packet.get(), *picture) != Decoded::kPicture) {
-      if (++fruitless > 251) return std::nullopt;
-    } else if (picture->pict_type != AV_PICTURE_TYPE_P && picture->pict_type != AV_PICTURE_TYPE_B) {
-      auto pixels = BytesOf(converter.Convert(*picture));
-      if (!IsOneColour(*pixels)) return pixels;
-    }
-  }
-  return std::nullopt;
-}
-
-std::optional<Bytes> Poster(const std::string& path, int position) {
-  VideoSource source(path.c_str());
-  RgbConverter converter = ConverterOf(source);
-  try {
-    return BytesOf(PosterSearch(source, converter, position).Find());
-  } catch (const Error&) {
-    return std::nullopt;
-  }
+  (PosterSearch(source, converter, position).*find)();
+  return PixelsOf(converter);
+} catch (const Error&) {
+  return {};
 }
 
 // A sample's pixels, the code of a failure in a byte, or nothing where there is no sample.
@@ -71,7 +39,10 @@ Bytes SampleOf(FramePtr (*search)(VideoSource&, std::uint32_t, Side), VideoSourc
                std::uint32_t second, Side side) {
   try {
     const FramePtr sample = search(source, second, side);
-    return sample == nullptr ? Bytes() : *BytesOf(ConverterOf(source).Convert(*sample));
+    if (sample == nullptr) return {};
+    RgbConverter converter = ConverterOf(source);
+    converter.Convert(*sample);
+    return PixelsOf(converter);
   } catch (const Error& error) {
     return {static_cast<std::uint8_t>(error.Code())};
   }
@@ -119,7 +90,9 @@ std::vector<std::string> Corpus() {
 TEST(PosterSearch, FindsWhatDecodingEverythingFinds) {
   for (const std::string& path : Corpus()) {
     for (int position = 3; position < 100; position += 5) {
-      EXPECT_EQ(Poster(path, position), PlainPoster(path, position)) << path << " " << position;
+      EXPECT_EQ(Poster(&PosterSearch::Find, path, position),
+                Poster(&PosterSearch::FindPlainly, path, position))
+          << path << " " << position;
     }
   }
 }

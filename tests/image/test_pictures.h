@@ -3,9 +3,11 @@
 #include <cstddef>
 #include <cstdint>
 #include <random>
+#include <span>
 #include <string>
 #include <vector>
 
+#include "image/jpeg_encoder.h"
 #include "image/rgb_view.h"
 #include "support/media.h"
 
@@ -46,6 +48,16 @@ inline Picture MakeShadedPicture(int width, int height) {
   return MakePicture(width, height, [](int x, int y, int channel) {
     return 40 + channel * 30 + (x * (3 - channel) + y * (1 + channel)) / 3 % 120 + (x ^ y) % 9;
   });
+}
+
+inline Bytes Encode(const Picture& picture, int quality) {
+  Bytes file;
+  const auto collect = [](void* to, std::span<const std::uint8_t> bytes) {
+    static_cast<Bytes*>(to)->insert(static_cast<Bytes*>(to)->end(), bytes.begin(), bytes.end());
+  };
+  JpegEncoder({collect, &file}, picture.pixels.data(), static_cast<std::uint16_t>(picture.width),
+              static_cast<std::uint16_t>(picture.height), static_cast<std::uint8_t>(quality));
+  return file;
 }
 
 inline Bytes ReadFile(const std::string& path) {
