@@ -58,8 +58,9 @@ bool SegmentTimeline::GoesOn(const Stream& stream, std::int64_t start) const {
 
 std::int64_t SegmentTimeline::OffsetAtBorder(const Stream& stream, std::int64_t start) const {
   if (!stream.last || GoesOn(stream, start)) return stream.offset;
-  if (closeGaps_ && start > *stream.last) return Difference(stream.decodingEnd, start);
-  return std::max<std::int64_t>(0, Difference(stream.decodingEnd, start));
+  const std::int64_t behindLast = Difference(stream.decodingEnd, start);
+  // Behind a gap that was closed times start again further ahead than they are put.
+  return closeGaps_ ? behindLast : std::max<std::int64_t>(0, behindLast);
 }
 
 void SegmentTimeline::BeginSegment(std::optional<Start> video, std::optional<Start> audio) {

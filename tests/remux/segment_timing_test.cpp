@@ -106,6 +106,12 @@ TEST(SegmentTimeline, PutsEachStreamBehindItsLastPacketAndKeepsThemTogether) {
        true,
        {{0, 0}, {100, 100}, {0, 0}},
        {{0, 0}, {16, 16}, {32, 32}}},
+      {"restarting at the same time behind a closed gap",
+       true,
+       {{0, 0}, {100, 100}, {100, 100}},
+       {{0, 0}, {16, 16}, {32, 32}}},
+      {"repeating the last packet's time", false, {{0, 0}, {12, 14}}, {{0, 0}, {16, 16}}},
+      {"one stream restarts", false, {{0, 0}, {0, 16}}, {{0, 0}, {16, 16}}},
       {"going on behind a restart",
        false,
        {{50, 50}, {0, 0}, {16, 16}},
@@ -135,8 +141,8 @@ TEST(SegmentTimeline, PutsEachStreamBehindItsLastPacketAndKeepsThemTogether) {
 
 TEST(SegmentTimeline, FollowsJumpsBackInsideASegment) {
   SegmentTimeline timeline(false, kTenMilliseconds, kTenMilliseconds);
-  const auto put = [&](SegmentTimeline::Kind kind, std::int64_t time) {
-    const PacketPtr packet = Packet({time, time, 4});
+  const auto put = [&](SegmentTimeline::Kind kind, std::int64_t time, std::int64_t duration = 4) {
+    const PacketPtr packet = Packet({time, time, duration});
     timeline.Place(kind, *packet);
     return packet->pts;
   };
@@ -146,11 +152,41 @@ TEST(SegmentTimeline, FollowsJumpsBackInsideASegment) {
   EXPECT_EQ(put(SegmentTimeline::kVideo, 0), 512);
   EXPECT_EQ(put(SegmentTimeline::kAudio, 0), 512) << "as the pictures, not at 508";
   EXPECT_EQ(put(SegmentTimeline::kVideo, 4), 516);
+  EXPECT_EQ(put(SegmentTimeline::kVideo, 100), 612) << "a gap stays";
+  EXPECT_EQ(put(SegmentTimeline::kVideo, 90), 613) << "a small step back is no jump";
   // One packet with a wrong time moves those behind it no more than itself.
   timeline.BeginSegment({{900, 900}}, std::nullopt);
   EXPECT_EQ(put(SegmentTimeline::kVideo, 900), 900);
   EXPECT_EQ(put(SegmentTimeline::kVideo, 1), 904);
   EXPECT_EQ(put(SegmentTimeline::kVideo, 908), 908);
+  // Where no packet tells its length, the distance of the last two counts.
+  for (const std::int64_t time : {912, 918}) put(SegmentTimeline::kVideo, time, 0);
+  EXPECT_EQ(put(SegmentTimeline::kVideo, 0, 0), 924);
+}
+
+TEST(SegmentTimeline, TakesTheOtherStreamAlongBehindAJump) {
+  SegmentTimeline timeline(false, kTenMilliseconds, kTenMilliseconds);
+  const auto put = [&](SegmentTimeline::Kind kind, std::int64_t time) {
+    const PacketPtr packet = Packet({time, time, 4});
+    timeline.Place(kind, *packet);
+    return packet->pts;
+  };
+  timeline.BeginSegment({{500, 500}}, {{500, 500}});
+  put(SegmentTimeline::kVideo, 500);
+  for (const std::int64_t time : {500, 504, 508, 512, 516}) put(SegmentTimeline::kAudio, time);
+  EXPECT_EQ(put(SegmentTimeline::kVideo, 0), 504);
+  EXPECT_EQ(put(SegmentTimeline::kAudio, 0), 520) << "more than a tenth of a second ahead";
+  EXPECT_EQ(put(SegmentTimeline::kVideo, 4), 524);
+}
+
+TEST(SegmentTimeline, ClosesGapsOnlyBetweenSegments) {
+  SegmentTimeline timeline(true, kTenMilliseconds, kTenMilliseconds);
+  timeline.BeginSegment({{0, 0}}, std::nullopt);
+  for (const std::int64_t time : {0, 4, 100, 104}) {
+    const PacketPtr packet = Packet({time, time, 4});
+    timeline.Place(SegmentTimeline::kVideo, *packet);
+    EXPECT_EQ(packet->pts, time);
+  }
 }
 
 TEST(SegmentTimeline, StopsAtTheLimitsOfTimeStamps) {
