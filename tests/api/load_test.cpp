@@ -27,7 +27,6 @@ TEST(LoadedLibrary, WorksEachTimeItIsLoadedAnewAndLeavesNothing) {
                                                                  joined.c_str(), nullptr, 0),
               0);
     EXPECT_EQ(test::ReadPayloads(joined, "v:0"), test::ReadPayloads(video, "v:0"));
-    // The one JPEG file of the process is the library's only state with a life of its own.
     const std::string picture = folder / (std::to_string(round) + ".jpg");
     ASSERT_EQ(library.Find<decltype(MPG_GetImageJPG)>("MPG_GetImageJPG")(video.c_str(),
                                                                          picture.c_str(), 1, 0),

@@ -71,20 +71,6 @@ TEST(Names, AreLiteralForInputsAndOutputs) {
   }
 }
 
-// What an address would make of it is another file, or this one under a second name.
-TEST(Names, WithAColonLeaveTheFileBehindTheColonAlone) {
-#if defined(_WIN32)
-  GTEST_SKIP() << "names have no colon here";
-#endif
-  const std::string film = Film();
-  const InScratchFolder scratch;
-  fs::copy_file(film, "in.mp4");
-  EXPECT_EQ(MPG_ShiftAudio("in.mp4", "file:in.mp4", 99, nullptr, 0), 0);
-  EXPECT_EQ(MPG_MergeAV("in.mp4", "in.mp4", "file:in.mp4", nullptr, 0), 0);
-  EXPECT_EQ(test::ReadBytes("in.mp4"), test::ReadBytes(film));
-  EXPECT_GT(fs::file_size("file:in.mp4"), 1000u);
-}
-
 TEST(Names, OfPatternsReadAndWriteThatFileAlone) {
   const std::string picture = test::MakeMedia("picture.jpg", "-f lavfi -i testsrc2 -frames:v 1");
   const InScratchFolder scratch;

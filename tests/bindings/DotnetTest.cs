@@ -49,16 +49,12 @@ static class DotnetTest
         return null;
     }
 
-    static string Output(string program, string arguments)
+    static void Ffmpeg(string arguments)
     {
-        var start = new ProcessStartInfo(program, arguments)
-            { UseShellExecute = false, RedirectStandardOutput = true };
-        using (var process = Process.Start(start))
-        {
-            var text = process.StandardOutput.ReadToEnd();
+        using (var process = Process.Start(
+                   new ProcessStartInfo("ffmpeg", "-v error -y " + arguments)
+                       { UseShellExecute = false }))
             process.WaitForExit();
-            return text.Trim();
-        }
     }
 
     static void RecordsLieWhereTheLibraryHasThem(string root)
@@ -89,45 +85,40 @@ static class DotnetTest
         }
     }
 
-    static void OperationsWriteFiles(string video, string audio)
+    static void OperationsHandOnEveryArgument(string video, string audio)
     {
         var decision = Mpg.MergeOP2(video, audio);
         Equal("Copy Mp4 mp4", decision.mode + " " + decision.container + " " + decision.Extension,
             "decision");
         Equal(MergeMode.Copy, Mpg.MergeOP(video, audio).mode, "older decision");
-        Mpg.MergeAV(video, audio, "joined.mp4");
-        var info = Mpg.GetMediaInfo("joined.mp4");
-        Equal("4 320 H264 AAC FLTP", string.Join(" ", info.duration, info.width, info.VideoCodec,
-            info.AudioCodec, info.SampleFormat), "information");
         Equal(true, Mpg.IsThisGoodFile(video), "good");
         Equal(4, Mpg.GetAudioDuration(audio), "duration");
-        Equal("mp4 mpg", Mpg.GetDefExtension("joined.mp4") + " " + Mpg.GetDefExt(OutputFormat.Mpeg),
+        Mpg.MergeAV(video, audio, "av.mp4");
+        Equal("mp4 mpg", Mpg.GetDefExtension("av.mp4") + " " + Mpg.GetDefExt(OutputFormat.Mpeg),
             "extensions");
-        var copy = new TranscodeParams { formatId = OutputFormat.Ts };
-        Mpg.Merge(new[] { "joined.mp4", "none", "joined.mp4" }, "two.mp4", closeGaps: true);
-        Mpg.Mp3Convert("joined.mp4", "a.mp3", 96000);
-        Mpg.SaveTrimmedVideo("joined.mp4", "trim.mp4", 1, 2);
-        Mpg.Crop("joined.mp4", "crop.mp4");
-        Mpg.ShiftAudio("joined.mp4", "late.mp4", 500);
-        Mpg.Transcode("joined.mp4", "s.ts", copy);
-        Mpg.Transcode("s.ts", "a longer name of a stream.ts", copy);
-        Output("ffmpeg", "-v error -i joined.mp4 -c copy -flvflags no_duration_filesize live.flv");
+        Ffmpeg("-i av.mp4 -c copy -flvflags no_duration_filesize live.flv");
         Mpg.FlvFixDuration("live.flv");
-        // The last picture stands at 3.96.
-        Equal(3L, Mpg.GetMediaInfo("live.flv").duration, "repaired duration");
-        Mpg.GetImage(video, "a.jpg", height: 120);
-        Mpg.GetImageP(video, "b.bmp", 50, ImageFormat.Bmp, 120);
-        Mpg.GetImageJPG(video, "c.jpg", 2, 120);
-        Equal(58 + 160 * 120 * 3, Mpg.GetImageBMP(video, 1, 120).Length, "bitmap");
-        foreach (var file in "two.mp4 trim.mp4 crop.mp4 late.mp4 s.ts a.mp3 a.jpg b.bmp c.jpg"
-                     .Split(' ').Concat(new[] { "a longer name of a stream.ts" }))
+        Mpg.Merge(new[] { "av.mp4", "none", "av.mp4" }, "two.mp4", closeGaps: true);
+        Mpg.Mp3Convert("av.mp4", "a.mp3", 96000);
+        Mpg.SaveTrimmedVideo("av.mp4", "trim.mp4", 1, 2);
+        Mpg.Crop("av.mp4", "crop.mp4");
+        Mpg.ShiftAudio("av.mp4", "late.mp4", 500);
+        Mpg.Transcode("av.mp4", "a long name of a stream.ts",
+            new TranscodeParams { formatId = OutputFormat.Ts });
+        Mpg.GetImage("av.mp4", "a.jpg", height: 120);
+        Mpg.GetImageP("av.mp4", "b.bmp", 50, ImageFormat.Bmp, 60);
+        Mpg.GetImageJPG("av.mp4", "c.jpg", 2, 30);
+        Equal(58 + 160 * 120 * 3, Mpg.GetImageBMP("av.mp4", 1, 120).Length, "bitmap");
+        foreach (var expected in new[] { "two.mp4: 8 320 H264 AAC", "a.mp3: 4 0  MP3",
+                     "trim.mp4: 3 320 H264 AAC", "crop.mp4: 4 320 H264 AAC",
+                     "late.mp4: 4 320 H264 AAC", "a long name of a stream.ts: 4 320 H264 AAC",
+                     "live.flv: 3 320 H264 AAC", "a.jpg: 0 160 MJPEG ", "b.bmp: 0 80 BMP ",
+                     "c.jpg: 0 40 MJPEG " })
         {
-            var kinds = Output("ffprobe",
-                "-v error -of csv=p=0 -show_entries stream=codec_type \"" + file + "\"");
-            Equal(file == "a.mp3" ? "audio" : Path.GetExtension(file) == ".jpg" || file == "b.bmp"
-                ? "video" : "audio video",
-                string.Join(" ", kinds.Split().Where(kind => kind != "").Distinct().OrderBy(k => k)),
-                file);
+            var file = expected.Split(':')[0];
+            var info = Mpg.GetMediaInfo(file);
+            Equal(expected, file + ": " + string.Join(" ", info.duration, info.width,
+                info.VideoCodec, info.AudioCodec), file);
         }
     }
 
@@ -163,7 +154,6 @@ static class DotnetTest
                 () => Mpg.MergeAV(video, audio, video) },
             { noFolder + ": no such folder", () => Mpg.MergeAV(video, audio, "none/x.mp4") },
             { audio + ": Video codec not found", () => Mpg.MergeAV(audio, audio, "x.mp4") },
-            { video + ": Audio codec not found", () => Mpg.MergeAV(video, video, "x.mp4") },
             { "text.mp4: not a media file", () => Mpg.GetMediaInfo("text.mp4") },
             { audio + ": no picture could be saved", () => Mpg.GetImageBMP(audio, 0) } })
             Throws<MpgException>("error", test.Key, test.Value);
@@ -175,12 +165,12 @@ static class DotnetTest
     {
         Directory.SetCurrentDirectory(arguments[1]);
         const string video = "film ö.mp4", audio = "film.m4a";
-        Output("ffmpeg", "-v error -y -f lavfi -i testsrc2=s=320x240:d=4 -c:v libx264 " +
-            "-preset ultrafast -g 25 \"" + video + "\"");
-        Output("ffmpeg", "-v error -y -f lavfi -i sine=d=4 -c:a aac " + audio);
+        Ffmpeg("-f lavfi -i testsrc2=s=320x240:d=4 -c:v libx264 -preset ultrafast -g 25 \"" +
+            video + "\"");
+        Ffmpeg("-f lavfi -i sine=d=4 -c:a aac " + audio);
         RecordsLieWhereTheLibraryHasThem(arguments[0]);
         EveryExportHasItsMethod(arguments[0]);
-        OperationsWriteFiles(video, audio);
+        OperationsHandOnEveryArgument(video, audio);
         ProgressStopsAndThrows(video, audio);
         ErrorsNameTheFileAndTheReason(video, audio);
         return failures == 0 ? 0 : 1;

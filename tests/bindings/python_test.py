@@ -18,11 +18,6 @@ def make(path, *arguments):
     subprocess.run(["ffmpeg", "-v", "error", "-y", *arguments, str(path)], check=True)
 
 
-def probe(path, *entries):
-    return subprocess.run(["ffprobe", "-v", "error", "-of", "csv=p=0", *entries, str(path)],
-                          check=True, capture_output=True, text=True).stdout.split()
-
-
 class Package(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
@@ -36,9 +31,6 @@ class Package(unittest.TestCase):
     @classmethod
     def tearDownClass(cls):
         cls.folder.cleanup()
-
-    def kinds(self, path):
-        return sorted(set(probe(path, "-show_entries", "stream=codec_type")))
 
     def test_records_lie_where_the_library_has_them(self):
         table = (ROOT / "src/api/record_layout.cpp").read_text()
@@ -62,57 +54,42 @@ class Package(unittest.TestCase):
 
     def test_what_files_hold(self):
         info = mpg.media_info(self.video)
-        self.assertEqual((info.duration, info.width, info.height, info.video_codec),
-                         (4, 320, 240, "H264"))
+        decision = mpg.merge_op2(self.video, self.audio)
+        self.assertEqual((info.duration, info.width, info.video_codec), (4, 320, "H264"))
         self.assertEqual(mpg.audio_duration(self.audio), 4)
         self.assertTrue(mpg.is_this_good_file(os.fsencode(self.video)))
-        decision = mpg.merge_op2(self.video, self.audio)
         self.assertEqual((decision.mode, decision.container, decision.extension),
                          (mpg.MergeMode.COPY, mpg.Container.MP4, "mp4"))
         self.assertEqual(mpg.merge_op(self.video, self.audio).mode, mpg.MergeMode.COPY)
         self.assertEqual(mpg.def_ext(mpg.OutputFormat.MPEG), "mpg")
 
-    def test_operations_write_files_that_others_can_read(self):
-        work, joined = self.work, self.work / "joined.mp4"
-        mpg.merge_av(self.video, self.audio, joined)
-        self.assertEqual(mpg.def_extension(joined), "mp4")
-        long_name = work / ("long name " * 10 + ".webm")
-        operations = {
-            "two.mp4": lambda to: mpg.merge([joined, work / "none", joined], to, close_gaps=True),
-            "a.mp3": lambda to: mpg.mp3_convert(joined, to, bit_rate=96000),
-            "trim.mp4": lambda to: mpg.save_trimmed_video(joined, to, 1, 2),
-            "crop.mp4": lambda to: mpg.crop(joined, to),
-            "late.mp4": lambda to: mpg.shift_audio(joined, to, 500),
-            "small.avi": lambda to: mpg.transcode(
-                joined, to, mpg.OutputFormat.AVI, video_codec=mpg.VideoCodec.XVID, width=160,
-                audio_codec=mpg.AudioCodec.MP3, audio_bit_rate=64000),
-        }
-        for name, operation in operations.items():
-            with self.subTest(name):
-                operation(work / name)
-                self.assertEqual(self.kinds(work / name),
-                                 ["audio"] if name == "a.mp3" else ["audio", "video"])
-        self.assertEqual(probe(work / "small.avi", "-show_entries", "stream=width"), ["160"])
-        mpg.transcode(joined, work / "s.ts", mpg.OutputFormat.TS)
-        os.chdir(work)  # names of less than 16 characters, too
-        mpg.transcode("s.ts", long_name.with_suffix(".ts"), mpg.OutputFormat.TS)
-        self.assertEqual(self.kinds(long_name.with_suffix(".ts")), ["audio", "video"])
-        flv = work / "live.flv"
-        make(flv, "-i", str(joined), "-c", "copy", "-flvflags", "no_duration_filesize")
-        mpg.flv_fix_duration(flv)
-        self.assertEqual(mpg.media_info(flv).duration, 3)  # the last picture stands at 3.96
-
-    def test_pictures(self):
-        for name, save in {
-                "a.jpg": lambda to: mpg.image(self.video, to, height=120),
-                "b.bmp": lambda to: mpg.image_p(self.video, to, 50, mpg.ImageFormat.BMP,
-                                                height=120),
-                "c.jpg": lambda to: mpg.image_jpg(self.video, to, 2, height=120)}.items():
-            save(self.work / name)
-            self.assertEqual(probe(self.work / name, "-show_entries", "stream=width,height"),
-                             ["160,120"], name)
-        bitmap = mpg.image_bmp(self.video, 1, height=120)
-        self.assertEqual((len(bitmap), bitmap[:2]), (58 + 160 * 120 * 3, b"BM"))
+    def test_operations_hand_on_every_argument(self):
+        os.chdir(self.work)  # names of less than 16 characters, too
+        mpg.merge_av(self.video, self.audio, "av.mp4")
+        self.assertEqual(mpg.def_extension("av.mp4"), "mp4")
+        make("live.flv", "-i", "av.mp4", "-c", "copy", "-flvflags", "no_duration_filesize")
+        mpg.flv_fix_duration("live.flv")
+        mpg.merge(["av.mp4", "none", "av.mp4"], "two.mp4", close_gaps=True)
+        mpg.mp3_convert("av.mp4", "a.mp3", bit_rate=96000)
+        mpg.save_trimmed_video("av.mp4", "trim.mp4", 1, 2)
+        mpg.crop("av.mp4", "crop.mp4")
+        mpg.shift_audio("av.mp4", "late.mp4", 500)
+        mpg.transcode("av.mp4", "small.avi", mpg.OutputFormat.AVI, width=160,
+                      video_codec=mpg.VideoCodec.XVID, audio_codec=mpg.AudioCodec.MP3)
+        mpg.transcode("av.mp4", "long name " * 10 + ".ts", mpg.OutputFormat.TS)
+        mpg.image("av.mp4", "a.jpg", height=120)
+        mpg.image_p("av.mp4", "b.bmp", 50, mpg.ImageFormat.BMP, height=60)
+        mpg.image_jpg("av.mp4", "c.jpg", 2, height=30)
+        self.assertEqual(len(mpg.image_bmp("av.mp4", 1, height=120)), 58 + 160 * 120 * 3)
+        for name, duration, width, height, codec in (
+                ("two.mp4", 8, 320, 240, "AAC"), ("a.mp3", 4, 0, 0, "MP3"),
+                ("trim.mp4", 3, 320, 240, "AAC"), ("crop.mp4", 4, 320, 240, "AAC"),
+                ("late.mp4", 4, 320, 240, "AAC"), ("small.avi", 4, 160, 120, "MP3"),
+                ("long name " * 10 + ".ts", 4, 320, 240, "AAC"), ("live.flv", 3, 320, 240, "AAC"),
+                ("a.jpg", 0, 160, 120, ""), ("b.bmp", 0, 80, 60, ""), ("c.jpg", 0, 40, 30, "")):
+            info = mpg.media_info(name)
+            self.assertEqual((name, info.duration, info.width, info.height, info.audio_codec),
+                             (name, duration, width, height, codec))
 
     def test_progress_stops_and_raises(self):
         seen = []
@@ -123,7 +100,7 @@ class Package(unittest.TestCase):
         with self.assertRaises(mpg.Cancelled) as caught:
             mpg.merge_av(self.video, self.audio, stopped, on_progress=lambda percent: False)
         self.assertEqual((caught.exception.output, caught.exception.code), (stopped, 0))
-        self.assertIn("video", self.kinds(stopped))
+        self.assertTrue(mpg.is_this_good_file(stopped))
 
         class Mine(Exception):
             pass
@@ -175,7 +152,6 @@ class Package(unittest.TestCase):
         text = self.work / "text.mp4"
         text.write_text("no media")
         out, missing = self.work / "x.mp4", self.work / "nofile"
-        folder = self.work / "no folder" / "x.mp4"
         cases = [
             (lambda: mpg.merge_av(missing, self.audio, out), FileNotFoundError,
              f"{missing}: No such file or directory"),
@@ -183,15 +159,9 @@ class Package(unittest.TestCase):
              f"{self.work}: Is a directory"),
             (lambda: mpg.merge_av(self.video, self.audio, self.video), mpg.MpgError,
              f"{self.video}: the output is one of the inputs"),
-            (lambda: mpg.merge_av(self.video, self.audio, folder), FileNotFoundError,
-             f"{folder}: No such file or directory"),
             (lambda: mpg.merge_av(self.audio, self.audio, out), mpg.MpgError,
              f"{self.audio}: Video codec not found"),
-            (lambda: mpg.merge_av(self.video, self.video, out), mpg.MpgError,
-             f"{self.video}: Audio codec not found"),
             (lambda: mpg.media_info(text), mpg.MpgError, f"{text}: not a media file"),
-            (lambda: mpg.media_info(missing), FileNotFoundError,
-             f"{missing}: No such file or directory"),
             (lambda: mpg.image_bmp(self.audio, 0), mpg.MpgError,
              f"{self.audio}: no picture could be saved"),
             (lambda: mpg.crop("a\0b", out), ValueError, "embedded null byte in a path"),

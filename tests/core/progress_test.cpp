@@ -45,19 +45,5 @@ TEST(PercentOf, IsExactForAnyScaleWithin32Bits) {
   }
 }
 
-TEST(Progress, ReportsOnlyRises) {
-  test::ProgressLog log;
-  Progress progress(test::ProgressLog::Callback, log.Context());
-  for (const std::int32_t percent : {0, 3, 3, 2, 10, -5, 11}) progress.ReportRise(percent);
-  EXPECT_EQ(log.Reports(), (std::vector<std::int32_t>{3, 10, 11}));
-}
-
-TEST(Progress, RepeatsTheEndWhereTheValueIsClamped) {
-  test::ProgressLog log;
-  Progress progress(test::ProgressLog::Callback, log.Context());
-  for (const std::int32_t percent : {40, 120, 130, 90}) progress.ReportRiseClamped(percent);
-  EXPECT_EQ(log.Reports(), (std::vector<std::int32_t>{40, 100, 100}));
-}
-
 }  // namespace
 }  // namespace mpg

@@ -2,13 +2,10 @@
 
 #include <gtest/gtest.h>
 
-#include <cerrno>
-#include <filesystem>
 #include <optional>
 #include <string>
 
-#include "core/error.h"
-#include "remux/flv_duration.h"
+#include "platform/file.h"
 #include "support/host.h"
 #include "support/media.h"
 
@@ -68,35 +65,6 @@ TEST(FlvTags, MediaStartBehindHeaderScriptsAndDecoderSetUps) {
     ASSERT_EQ(file.Open(path, platform::Access::kRead), 0);
     EXPECT_EQ(FindFlvMediaStart(file), c.expected) << c.name;
   }
-}
-
-std::int32_t Replace(const std::string& path, const std::string& bytes) try {
-  ReplaceFileStart(path.c_str(),
-                   std::span(reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()));
-  return 0;
-} catch (const Error& error) {
-  return error.Code();
-}
-
-TEST(ReplaceFileStart, PutsTheOldBytesBackAfterAShortWrite) {
-  const test::ScratchFolder folder;
-  const std::string content(10000, 'o');
-  test::WriteBytes(folder / "a", content);
-  if (!test::FileSizeLimit::IsPossible()) GTEST_SKIP() << "file sizes can't be limited here";
-  {
-    const test::FileSizeLimit limit(6000);
-    EXPECT_EQ(Replace(folder / "a", std::string(8000, 'n')), -EFBIG);
-  }
-  EXPECT_EQ(test::ReadBytes(folder / "a"), content);
-}
-
-TEST(ReplaceFileStart, RefusesWhatItCannotPutBack) {
-  const test::ScratchFolder folder;
-  test::WriteBytes(folder / "short", "0123");
-  EXPECT_EQ(Replace(folder / "short", "abcde"), -EIO);
-  EXPECT_EQ(test::ReadBytes(folder / "short"), "0123");
-  EXPECT_EQ(Replace(folder / "missing", "a"), -ENOENT);
-  EXPECT_FALSE(std::filesystem::exists(folder / "missing"));
 }
 
 }  // namespace

@@ -53,15 +53,6 @@ class Percent100Is {
   ~Percent100Is() { MPG_SetPercent100(100); }
 };
 
-/// While it lives this process has no more rights than the world: permissions hold for it.
-class Unprivileged {
- public:
-  /// Where not, tests of it are skipped.
-  static bool IsPossible();
-  Unprivileged();
-  ~Unprivileged();
-};
-
 /// While it lives no file of this process can grow beyond a size: writes fail as on a full disk.
 class FileSizeLimit {
  public:

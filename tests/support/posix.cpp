@@ -100,20 +100,6 @@ std::string Quoted(const std::string& word) {
   return quoted + "'";
 }
 
-bool Unprivileged::IsPossible() {
-  return true;
-}
-
-Unprivileged::Unprivileged() {
-  constexpr uid_t kNobody = 65534;
-  const uid_t user = getuid() == 0 ? kNobody : getuid();
-  EXPECT_EQ(seteuid(user), 0);
-}
-
-Unprivileged::~Unprivileged() {
-  EXPECT_EQ(seteuid(getuid()), 0);
-}
-
 bool FileSizeLimit::IsPossible() {
   return true;
 }

@@ -114,14 +114,6 @@ std::string Quoted(const std::string& word) {
   return '"' + word + '"';
 }
 
-bool Unprivileged::IsPossible() {
-  return false;
-}
-
-Unprivileged::Unprivileged() {}
-
-Unprivileged::~Unprivileged() {}
-
 bool FileSizeLimit::IsPossible() {
   return false;
 }
