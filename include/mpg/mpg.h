@@ -43,8 +43,18 @@
  * never from MPG_Merge nor from MPG_MergeAV when it copies. With percent100 = 0 every percent is 0:
  * MPG_Merge and MP3_Convert report it as often as said above, the others only at their end.
  *
- * Threads. The library starts no thread of its own (FFmpeg's decoders and encoders do, and end them
- * before the call returns) and takes no lock. Different threads may run calls on different files at
+ * A callback should not throw. What a C++ host's callback throws all the same goes no further than
+ * the library: the operation fails with AVERROR_UNKNOWN, and its output is what a failure leaves.
+ *
+ * Streams. Of video the first stream is taken, of audio one stream: what copies or describes takes
+ * the first usable one (MPG_GetMediaInfo, MPG_Merge, MPG_MergeAV when it copies), what decodes it
+ * or may (MP3_Convert, MPG_Transcode, MPG_MergeAV when it re-encodes, MPG_SaveTrimmedVideo, MPG_Crop,
+ * MPG_ShiftAudio) the one with the highest bit rate. Usable is audio that tells a sample rate or
+ * that can be decoded.
+ *
+ * Threads. The library starts no thread of its own and takes no lock. FFmpeg's decoders and encoders
+ * of video do start threads where pictures are re-encoded or all decoded (MPG_Transcode,
+ * MPG_SaveTrimmedVideo, MPG_Crop), and end them before the call returns. Different threads may run calls on different files at
  * the same time, with two process-wide exceptions: don't call MPG_GetErrorText on two threads at
  * once, and set MPG_SetPercent100 only while no operation runs.
  *
@@ -211,9 +221,10 @@ MPG_API int32_t MPG_MergeOP2(const char* videoPath, const char* audioPath,
 MPG_API void MPG_GetDefExtension(const char* path, char* buffer, int32_t size) MPG_NOEXCEPT;
 
 /* Joins the first video stream of one file with the usable audio stream of another, as
- * MPG_MergeOP2 decides; the output's name doesn't choose the container. Result code;
- * AVERROR_INVALIDDATA where neither file gave a packet. A failed join leaves what was written so
- * far. */
+ * MPG_MergeOP2 decides; the output's name doesn't choose the container. Where both are copied the
+ * output ends with the longer of the two, where the audio is re-encoded with the shorter. Up to 25
+ * packets that the container refuses are left out of a copy. Result code; AVERROR_INVALIDDATA where
+ * neither file gave a packet. A failed join leaves what was written so far. */
 MPG_API int32_t MPG_MergeAV(const char* videoPath, const char* audioPath, const char* outputPath,
                             ProgressCallback callback, uint64_t context) MPG_NOEXCEPT;
 
