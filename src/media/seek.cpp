@@ -55,7 +55,7 @@ std::int64_t TimeStampAt(const AVStream& stream, std::uint32_t second) {
 
 int SeekVideoToSecond(Input& input, AVCodecContext& decoder, const AVStream& stream,
                       std::uint32_t second) {
-  constexpr std::uint32_t kEarlierSeconds = 60;
+  constexpr std::uint32_t kEarlierSeconds = 59;
   const auto seek = [&](std::int64_t timeStamp, int flags) {
     return Seek(input, decoder, stream, timeStamp, flags);
   };

@@ -100,8 +100,8 @@ TEST(FrameGrab, TakesTheFirstKeyPictureBehindAPosition) {
     int picture;
   };
   // Of MPEG-4 the predicted pictures in front are decoded, too.
-  for (const std::string codec :
-       {"-c:v libx264 -qp 4 -sc_threshold 0 -bf 2 ", "-c:v mpeg4 -q:v 1 -sc_threshold 1000000000 "}) {
+  for (const std::string codec : {"-c:v libx264 -qp 4 -sc_threshold 0 -bf 2 ",
+                                  "-c:v mpeg4 -q:v 1 -sc_threshold 1000000000 "}) {
     const std::string video = test::NumberedVideo("number-10.mp4", codec + "-g 10");
     for (const Case& c : {Case{100, 0, 0}, Case{100, 1, 10}, Case{100, 50, 50}, Case{100, 51, 60},
                           Case{1000, 333, 40}, Case{100, -3, 0}}) {
@@ -160,12 +160,17 @@ TEST(FrameGrab, SamplesEvery20thPictureAroundASecond) {
   for (const Case& c :
        {Case{0, 0, 0},    // the first sample is there already
         Case{1, 20, 40},  // the last before the time, the first behind it
-        Case{2, 50, 50}, Case{3, 70, 90}, Case{9, 90, 90}}) {  // behind the end: the last sample
+        Case{2, 50, 50}, Case{3, 70, 90}, Case{9, 90, 90},  // behind the end: the last sample
+        // The 60th seek, one second earlier each time, still finds it; then from the start on.
+        Case{62, 90, 90}, Case{63, 80, 80}}) {
     EXPECT_EQ(NumberIn(GrabBitmap(video, c.second)), c.inMemory) << c.second;
     const std::string output = folder / "a.jpg";
     ASSERT_EQ(MPG_GetImageJPG(video.c_str(), output.c_str(), c.second, 0), 1);
     EXPECT_EQ(NumberIn(output), c.inFile) << c.second;
   }
+  // Quality 20 makes the first divisor 40.
+  const std::string file = test::ReadBytes(folder / "a.jpg");
+  EXPECT_EQ(file.substr(file.find("\xff\xdb"), 6), std::string("\xff\xdb\0\x84\0\x28", 6));
 }
 
 TEST(FrameGrab, CountsSecondsFromTheStreamsStart) {
@@ -232,9 +237,9 @@ TEST(FrameGrab, FailsWithoutAPictureAndDeletesWhatItPromises) {
     ImageFormat format;
   };
   for (const Case& c :
-       {Case{folder / "", 0, 0}, Case{folder / "cut.mp4", 0, 0},
-        Case{folder / "noise.mp4", 0, 0}, Case{test::AacAudio(), 0, 0}, Case{video, -1, 0},
-        Case{video, 2147483647, 0}, Case{video, 60000, 0}, Case{video, 0, 3}}) {
+       {Case{folder / "", 0, 0}, Case{folder / "cut.mp4", 0, 0}, Case{folder / "noise.mp4", 0, 0},
+        Case{test::AacAudio(), 0, 0}, Case{video, -1, 0}, Case{video, 2147483647, 0},
+        Case{video, 60000, 0}, Case{video, 0, 3}}) {
     SCOPED_TRACE(c.video + " " + std::to_string(c.height));
     test::WriteBytes(output, "stood here before");
     EXPECT_FALSE(Grab(c.video, output, 0, c.height, c.format));
