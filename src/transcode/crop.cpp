@@ -28,7 +28,11 @@ CodecPtr OpenVideoDecoder(const Input& input, const AVStream& video) {
   Logged("Cannot find a video stream in the input file", [&] {
     return Check(av_find_best_stream(input.Context(), AVMEDIA_TYPE_VIDEO, -1, -1, nullptr, 0));
   });
-  return Logged("Cannot open video decoder", [&] { return OpenDecoder(video); });
+  CodecPtr decoder = Logged("Cannot open video decoder",
+                            [&] { return OpenDecoder(video, DecoderThreads::kAuto); });
+  // Nobody sees the frames, and what is wrong with a packet shows before they are smoothed.
+  decoder->skip_loop_filter = AVDISCARD_ALL;
+  return decoder;
 }
 
 }  // namespace
@@ -39,12 +43,17 @@ void CropVideo(const char* inputPath, const char* outputPath) {
   const CodecPtr decoder = OpenVideoDecoder(copy.File(), *copy.Video().source);
   copy.WriteHeader();
 
-  const FramePtr picture = MakeFrame();
+  const FramePtr frame = MakeFrame();
+  const auto decode = [&](const AVPacket* packet) {
+    Check(DecodePacket(*decoder, packet, *frame, [] {}));
+  };
   copy.ReadPackets([&](AVPacket& packet) {
-    if (!copy.IsAudio(packet)) Check(DecodePacket(*decoder, &packet, *picture, [] {}));
+    if (!copy.IsAudio(packet)) decode(&packet);
     copy.Write(packet);
     return true;
   });
+  // Errors of the last packets, which the decoder's threads still hold.
+  decode(nullptr);
   copy.Finish();
 }
 

@@ -3,7 +3,9 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <iterator>
 #include <numeric>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -119,13 +121,17 @@ TEST(Crop, CopiesEveryPacketOfADecodableVideo) {
 
 TEST(Crop, EndsAtAPacketThatDoesNotDecode) {
   const test::ScratchFolder folder;
-  std::string film = test::ReadBytes(Film("mp4"));
-  // Lengths of units that can't be, in the middle of the packets.
-  const std::size_t middle = film.find("mdat") + 4 + (film.size() - film.find("mdat")) / 4;
-  for (std::size_t i = middle; i < middle + 3000; ++i) film[i] = '\xEE';
-  test::WriteBytes(folder / "broken.mp4", film);
-  EXPECT_LT(MPG_Crop((folder / "broken.mp4").c_str(), (folder / "out.mp4").c_str()), 0);
-  EXPECT_FALSE(fs::exists(folder / "out.mp4"));
+  const std::string film = test::ReadBytes(Film("mp4"));
+  std::istringstream lines(test::Probe(Film("mp4"), "packet=pos", "v:0"));
+  const std::vector<std::size_t> positions{std::istream_iterator<std::size_t>(lines), {}};
+  for (const std::size_t start : {positions.at(50), positions.back()}) {
+    // The length of a unit that can't be.
+    std::string broken = film;
+    broken.replace(start, 4, 4, '\xEE');
+    test::WriteBytes(folder / "broken.mp4", broken);
+    EXPECT_LT(MPG_Crop((folder / "broken.mp4").c_str(), (folder / "out.mp4").c_str()), 0) << start;
+    EXPECT_FALSE(fs::exists(folder / "out.mp4"));
+  }
 }
 
 TEST(ShiftAudio, MovesTheSoundAndNothingElse) {
