@@ -7,14 +7,6 @@
 #include "transcode/video_encoder_setup.h"
 
 namespace mpg {
-namespace {
-
-bool IsTopFirst(const AVCodecContext& encoder) {
-  return encoder.field_order == AV_FIELD_TT || encoder.field_order == AV_FIELD_BT;
-}
-
-}  // namespace
-
 VideoEncoder::VideoEncoder(AVCodecContext& encoder, Output& output, const AVStream& source,
                            const AVStream& target)
     : encoder_(encoder),
@@ -35,7 +27,9 @@ void VideoEncoder::Encode(AVFrame& picture, AVRational timeBase) {
   ready.pts = clock;
   // Frames that aren't interlaced don't tell, and the encoder would change its order for them.
   const bool codesFields = (encoder_.flags & AV_CODEC_FLAG_INTERLACED_DCT) != 0;
-  if (codesFields && !IsInterlaced(ready)) SetTopFieldFirst(ready, IsTopFirst(encoder_));
+  if (codesFields && !IsInterlaced(ready)) {
+    SetTopFieldFirst(ready, IsTopFieldFirst(encoder_.field_order));
+  }
   // The encoder chooses for itself.
   ready.pict_type = AV_PICTURE_TYPE_NONE;
   Send(ready);

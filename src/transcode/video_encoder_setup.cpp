@@ -66,7 +66,7 @@ bool IsLossy(AVCodecID codecId) {
   return description != nullptr && (description->props & AV_CODEC_PROP_LOSSY) != 0;
 }
 
-// 4:2:0 is what players show of lossy codecs; it isn't forced upon what is more already.
+// 4:2:0 is what players show of lossy codecs; what is more and can stay so does.
 bool IsFit(AVPixelFormat format, bool must420, Orientation orientation) {
   const AVPixFmtDescriptor& description = *av_pix_fmt_desc_get(format);
   const bool is420 = description.log2_chroma_w == 1 && description.log2_chroma_h == 1;
@@ -77,7 +77,8 @@ AVPixelFormat ChoosePixelFormat(const AVCodec& codec, AVPixelFormat source,
                                 Orientation orientation) {
   const std::span<const AVPixelFormat> formats = PixelFormats(codec);
   if (formats.empty()) return source;
-  const bool must420 = IsRgb(source) && IsLossy(codec.id);
+  const bool isConverted = IsRgb(source) || !CanTurn(source, orientation);
+  const bool must420 = isConverted && IsLossy(codec.id);
   std::vector<AVPixelFormat> fit;
   std::ranges::copy_if(formats, std::back_inserter(fit),
                        [&](AVPixelFormat format) { return IsFit(format, must420, orientation); });
@@ -132,6 +133,16 @@ bool CanCodeFields(AVCodecID codecId) {
   return std::ranges::count(kCodecs, codecId) > 0;
 }
 
+void AskForFields(AVCodecContext& encoder) {
+  encoder.flags |= AV_CODEC_FLAG_INTERLACED_DCT;
+  if (CountsFrames(*encoder.codec)) {
+    encoder.flags |= AV_CODEC_FLAG_INTERLACED_ME;
+  } else if (!IsTopFieldFirst(encoder.field_order)) {
+    // x264 learns it from the frames, but too late for its sequence's order of fields.
+    av_opt_set(encoder.priv_data, "x264-params", "bff=1", 0);
+  }
+}
+
 void SetSize(AVCodecContext& encoder, const VideoEncoderRequest& request, Orientation orientation) {
   const AVFieldOrder order = request.source.codecpar->field_order;
   // Turned frames aren't made of lines that came one after the other.
@@ -150,11 +161,7 @@ void SetSize(AVCodecContext& encoder, const VideoEncoderRequest& request, Orient
   encoder.height = shape.size.height;
   encoder.sample_aspect_ratio = shape.pixelAspect;
   encoder.field_order = orientation.IsUpright() ? order : AV_FIELD_UNKNOWN;
-  if (wantsFields && HasWholeFields(encoder.height, encoder.pix_fmt)) {
-    encoder.flags |= AV_CODEC_FLAG_INTERLACED_DCT;
-    // x264 takes the first flag for both.
-    if (CountsFrames(*encoder.codec)) encoder.flags |= AV_CODEC_FLAG_INTERLACED_ME;
-  }
+  if (wantsFields && HasWholeFields(encoder.height, encoder.pix_fmt)) AskForFields(encoder);
 }
 
 // Broken durations leave rates that no frame could have: they count as unknown.
@@ -174,6 +181,10 @@ bool HoldsForReencoded(AVPacketSideDataType type, Orientation orientation) {
 }
 
 }  // namespace
+
+bool IsTopFieldFirst(AVFieldOrder order) {
+  return order == AV_FIELD_TT || order == AV_FIELD_BT;
+}
 
 bool CountsFrames(const AVCodec& codec) {
   return codec.wrapper_name == nullptr;

@@ -28,6 +28,9 @@ CodecPtr MakeVideoEncoder(const VideoEncoderRequest& request);
 void DescribeVideoEncoder(const AVCodecContext& encoder, const AVStream& source,
                           const AVOutputFormat& muxer, AVRational timeBase, AVStream& target);
 
+/// Of an interlaced stream: which field is shown first.
+bool IsTopFieldFirst(AVFieldOrder order);
+
 /// True for encoders whose rate control takes each tick of the time base for a frame: with a finer
 /// clock a frame would get next to nothing. The wrapped libraries ask for the frame rate.
 bool CountsFrames(const AVCodec& codec);
