@@ -19,8 +19,8 @@ struct SegmentList {
 /// Joins the segments into an MPEG transport stream or an MP4 file, as the output's extension says,
 /// with the kinds of stream that the first entry has. Entries that are missing are skipped, broken
 /// ones passed. Reports once per entry; when the host stops it, the file ends there. Throws Error
-/// and then leaves no output; MPG_ERR_INVALID_PARAMETER when the output turns out to be an entry that
-/// was missing.
+/// and then leaves no output; MPG_ERR_INVALID_PARAMETER when the output is an entry that was not
+/// there so far.
 void JoinSegments(const SegmentList& list, const char* outputPath, Progress progress);
 
 /// FFmpeg's short name of the muxer for a joined file of that name.
