@@ -16,8 +16,7 @@ enum class VideoUse { kCopied, kReencoded };
 
 class SameContainerCopy {
  public:
-  /// Creates the output, deleted unless Finish succeeds. Throws Error; MPG_ERR_INVALID_PARAMETER
-  /// when the output is the input, which is found before anything is touched.
+  /// Creates the output, deleted unless Finish succeeds. Throws Error.
   SameContainerCopy(const char* inputPath, const char* outputPath,
                     VideoUse use = VideoUse::kCopied);
 
