@@ -1,12 +1,9 @@
 #include "media/analysis.h"
 
 #include <algorithm>
-#include <string_view>
 #include <utility>
 
-#include "media/codec.h"
-#include "media/h264_sequence.h"
-#include "media/timestamps.h"
+#include "media/known_packets.h"
 
 namespace mpg {
 namespace {
@@ -14,45 +11,39 @@ namespace {
 // What is read ahead stays in memory for as long as one file is copied.
 constexpr std::int64_t kLargestFile = 32 << 20;
 
-std::span<const std::uint8_t> ExtraData(const AVCodecParameters& parameters) {
-  return {parameters.extradata, static_cast<std::size_t>(std::max(parameters.extradata_size, 0))};
+// Whose packets follow from their headers and the parameters alone.
+bool IsAudioRead(AVCodecID codecId) {
+  constexpr AVCodecID kCodecs[] = {AV_CODEC_ID_AAC, AV_CODEC_ID_MP2, AV_CODEC_ID_MP3,
+                                   AV_CODEC_ID_AC3, AV_CODEC_ID_EAC3};
+  return std::ranges::count(kCodecs, codecId) > 0;
 }
 
 bool IsVideo(const AVCodecParameters& parameters) {
   return parameters.codec_type == AVMEDIA_TYPE_VIDEO;
 }
 
-bool AreAlike(const AVCodecParameters& one, const AVCodecParameters& other) {
-  return one.codec_id == other.codec_id && one.sample_rate == other.sample_rate &&
-         DecodedChannels(one) == DecodedChannels(other) &&
-         std::ranges::equal(ExtraData(one), ExtraData(other));
+bool IsFullyKnown(const AVCodecParameters& parameters) {
+  switch (parameters.codec_type) {
+    case AVMEDIA_TYPE_VIDEO:
+      return FrameHeads::Exist(parameters.codec_id) && parameters.extradata_size > 0 &&
+             parameters.width > 0 && parameters.format != AV_PIX_FMT_NONE;
+    case AVMEDIA_TYPE_AUDIO:
+      // Its audio may lie behind what is examined, unlike that of the next file.
+      return IsAudioRead(parameters.codec_id) && parameters.sample_rate > 0;
+    default:
+      return parameters.codec_type == AVMEDIA_TYPE_DATA;
+  }
 }
 
-// Watches a stream of pictures for times that FFmpeg may have made or changed.
-class AnnouncedTimes {
- public:
-  AnnouncedTimes(std::span<const std::uint8_t> sequence, int delay)
-      : sequence_(sequence), delay_(delay) {}
-
-  bool Hold(const AVPacket& packet) {
-    constexpr int kUnsound = AV_PKT_FLAG_CORRUPT | AV_PKT_FLAG_DISCARD;
-    if (!mpg::IsKnown(packet.pts) || !mpg::IsKnown(packet.dts)) return false;
-    if ((packet.flags & kUnsound) != 0 || packet.duration <= 0) return false;
-    const bool isFirst = !mpg::IsKnown(last_);
-    if (!isFirst && packet.dts <= last_) return false;
-    last_ = packet.dts;
-    const bool isTimely = delay_ == 0 ? packet.pts == packet.dts
-                          : isFirst   ? packet.pts > packet.dts
-                                      : packet.pts >= packet.dts;
-    return isTimely &&
-           KeepsSequence({packet.data, static_cast<std::size_t>(packet.size)}, sequence_);
-  }
-
- private:
-  std::span<const std::uint8_t> sequence_;
-  int delay_;
-  std::int64_t last_ = AV_NOPTS_VALUE;
-};
+bool MayBeRepeated(std::span<const KnownStream> known) {
+  const auto isOf = [](AVMediaType type) {
+    return [type](const KnownStream& stream) { return stream.examined->codec_type == type; };
+  };
+  return std::ranges::count_if(known, isOf(AVMEDIA_TYPE_VIDEO)) <= 1 &&
+         std::ranges::count_if(known, isOf(AVMEDIA_TYPE_AUDIO)) <= 1 &&
+         std::ranges::all_of(
+             known, [](const KnownStream& stream) { return IsFullyKnown(*stream.examined); });
+}
 
 bool AreSizesKnown(const Input& input) {
   return std::ranges::all_of(input.Streams(), [](const AVStream* stream) {
@@ -71,74 +62,52 @@ Input OpenInput(const char* path, Analysis analysis) {
 }
 
 Input AlikeFiles::Open(const char* path, Analysis analysis, std::span<const std::uint8_t> prefix) {
-  OpenedFile opened(path, prefix);
-  const bool isTried = most_ == Analysis::kAsKnown && analysis == Analysis::kAsKnown;
-  if (isTried && MayBeKnown(opened)) {
-    Input input(std::move(opened), delay_);
-    if (IsKnown(input)) {
-      input.TakeOver(known_);
-      failures_ = 0;
-      return input;
-    }
-    ++failures_;
-    opened = OpenedFile(path, prefix);
+  OpenedFile file(path, prefix);
+  if (most_ == Analysis::kAsKnown && analysis == Analysis::kAsKnown && MayBeKnown(file)) {
+    std::optional<Input> input = OpenAsKnown(std::move(file));
+    failures_ = input ? 0 : failures_ + 1;
+    if (input) return std::move(*input);
+    file = OpenedFile(path, prefix);
   }
-  Input input(std::move(opened));
-  Learn(input);
-  return input;
+  return OpenWhole(std::move(file));
 }
 
 bool AlikeFiles::MayBeKnown(const OpenedFile& file) const {
   // Files that differ in a way that recurs aren't worth a second opening each.
   constexpr int kMostFailures = 3;
-  if (known_.empty() || failures_ >= kMostFailures) return false;
+  if (known_.empty() || failures_ >= kMostFailures || !file.IsContainer("mpegts")) return false;
   if (file.FileSize() > kLargestFile) return false;
-  return std::ranges::equal(
-      file.Streams(), known_, {}, [](const AVStream* stream) { return stream->codecpar->codec_id; },
-      [](const KnownStream& known) { return known->codec_id; });
+  return std::ranges::equal(file.Streams(), known_,
+                            [](const AVStream* stream, const KnownStream& known) {
+                              return stream->codecpar->codec_id == known.opened->codec_id &&
+                                     stream->codecpar->codec_tag == known.opened->codec_tag;
+                            });
 }
 
-bool AlikeFiles::IsKnown(Input& input) const {
-  if (input.FailedAnalysis()) return false;
-  AnnouncedTimes times(sequence_, delay_);
-  const bool areTimely = input.ReadAhead([&](const AVPacket& packet) {
-    const auto index = static_cast<std::size_t>(packet.stream_index);
-    return index < known_.size() && (!IsVideo(*known_[index]) || times.Hold(packet));
-  });
-  return areTimely && std::ranges::equal(input.Streams(), known_,
-                                         [](const AVStream* stream, const KnownStream& known) {
-                                           return AreAlike(*stream->codecpar, *known);
-                                         });
+std::optional<Input> AlikeFiles::OpenAsKnown(OpenedFile&& file) {
+  std::optional<Input> input = Input::AsKnown(std::move(file), known_);
+  if (!input) return std::nullopt;
+  KnownPackets packets(*input, known_);
+  const bool areKnown =
+      input->ReadAhead([&](const AVPacket& packet) { return packets.Hold(packet); });
+  if (!areKnown || !packets.AreComplete()) return std::nullopt;
+  input->TakeOver(known_);
+  return input;
 }
 
-void AlikeFiles::Learn(const Input& input) {
-  if (most_ == Analysis::kWhole || !input.IsContainer("mpegts")) {
-    return;
-  }
-  int videos = 0;
-  int audios = 0;
+Input AlikeFiles::OpenWhole(OpenedFile&& file) {
   std::vector<KnownStream> known;
-  std::span<const std::uint8_t> sequence;
-  for (const AVStream* const stream : input.Streams()) {
-    const AVCodecParameters& parameters = *stream->codecpar;
-    if (IsVideo(parameters)) {
-      if (parameters.codec_id != AV_CODEC_ID_H264) return;
-      sequence = FindOnlySequence(ExtraData(parameters));
-      if (AnnouncedDelay(sequence) != parameters.video_delay) return;
-      ++videos;
-    } else {
-      // Its sound may lie behind what is examined, unlike that of the next file.
-      if (parameters.sample_rate == 0) return;
-      ++audios;
-    }
-    known.push_back(CopyParameters(parameters));
+  for (const AVStream* const stream : file.Streams()) {
+    known.push_back({.opened = CopyParameters(*stream->codecpar), .examined = nullptr});
   }
-  if (videos != 1 || audios > 1) return;
-  const auto video =
-      std::ranges::find_if(known, [](const auto& stream) { return IsVideo(*stream); });
-  delay_ = (*video)->video_delay;
-  sequence_.assign(sequence.begin(), sequence.end());
-  known_ = std::move(known);
+  Input input(std::move(file));
+  const bool hasLaterStreams = input.Streams().size() != known.size();
+  if (most_ != Analysis::kAsKnown || !input.IsContainer("mpegts") || hasLaterStreams) return input;
+  for (const AVStream* const stream : input.Streams()) {
+    known[static_cast<std::size_t>(stream->index)].examined = CopyParameters(*stream->codecpar);
+  }
+  if (MayBeRepeated(known)) known_ = std::move(known);
+  return input;
 }
 
 }  // namespace mpg

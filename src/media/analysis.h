@@ -12,20 +12,26 @@
 // the size, FLV shows its streams too late to be told how, Matroska takes decoding times from the
 // guessed delay.
 //
-// As known from an earlier file: no picture is decoded. The packets are the same to the last bit
-// where nothing in them follows from what decoding would have told. This holds for
-// - transport streams of H.264 with at most one audio stream, all codecs as in the earlier file;
-// - whose only sequence parameter set, the same as in the earlier file and throughout, announces
-//   the pictures' rate, from which durations come, and the delay, which is then not guessed;
-// - in which each picture has the decoding time that such a delay allows, so that FFmpeg made none.
-// The last can be told only from all packets; they are read ahead, which bounds the file's size. A
-// larger file gains little. Where any of this fails, the file is opened anew and examined whole.
+// As known from an earlier file: nothing is examined, the parameters are the earlier file's. The
+// packets are the same to the last bit where nothing in them follows from what FFmpeg would have
+// learned. In transport streams that is little, because FFmpeg reads them anew after its analysis,
+// which leaves it with the parameters and the delay alone:
+// - the parameters are the same where the first frame brings the same parameter sets, later ones no
+//   others, and the first piece of audio decodes to the same kind of audio;
+// - the delay decides which decoding times FFmpeg makes. It makes none where each frame has both
+//   times, decoding times rise, and frames other than B frames are shown later than decoded. Where
+//   they are shown at once, too, but then the parameter sets must announce that there is no delay;
+// - frames' durations come from the rate in the parameter sets, not from one that was measured.
+// All this can be told only from all packets; they are read ahead, which bounds the file's size. A
+// larger file gains little. Where any of it fails, the file is opened anew and examined whole.
 //
-// Other containers and codecs are always examined whole: fragmented MP4 and Matroska take decoding
-// times from the guessed delay, HEVC and MPEG-2 announce it in ways that aren't read here.
+// So for H.264, HEVC and MPEG-2 with AAC, MPEG audio or AC-3, and for each alone. MPEG-2 that is
+// shown at once is examined: its parameter sets aren't read. So is MP4: FFmpeg keeps the packets
+// that it read while its parameters still changed.
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <vector>
 
@@ -50,14 +56,12 @@ class AlikeFiles {
 
  private:
   bool MayBeKnown(const OpenedFile& file) const;
-  bool IsKnown(Input& input) const;
-  void Learn(const Input& input);
+  std::optional<Input> OpenAsKnown(OpenedFile&& file);
+  Input OpenWhole(OpenedFile&& file);
 
   Analysis most_;
-  std::vector<KnownStream> known_;      // of the last fit file examined whole; empty: none yet
-  std::vector<std::uint8_t> sequence_;  // its parameter set
-  int delay_ = 0;                       // in pictures, as announced
-  int failures_ = 0;                    // how many files in a row were opened in vain
+  std::vector<KnownStream> known_;  // of the last fit file examined whole; empty: none yet
+  int failures_ = 0;                // how many files in a row were opened in vain
 };
 
 }  // namespace mpg

@@ -1,98 +1,11 @@
 #include "media/h264_sequence.h"
 
 #include <algorithm>
-#include <iterator>
-#include <vector>
+
+#include "media/bit_reader.h"
 
 namespace mpg {
 namespace {
-
-using Bytes = std::span<const std::uint8_t>;
-
-constexpr int kSequence = 7;
-constexpr int kLastSlice = 5;
-
-int TypeOf(Bytes unit) {
-  constexpr int kTypeBits = 0x1F;
-  return unit.front() & kTypeBits;
-}
-
-// Takes the units of a byte stream off its front, without their start codes.
-class Units {
- public:
-  explicit Units(Bytes stream) : rest_(BehindStartCode(stream)) {}
-
-  /// Empty at the end.
-  Bytes Next() {
-    const auto end = FindStartCode(rest_);
-    Bytes unit(rest_.begin(), end);
-    rest_ = BehindStartCode(rest_);
-    // Zeros in front of the next start code are no part of the unit.
-    while (!unit.empty() && unit.back() == 0) unit = unit.first(unit.size() - 1);
-    return unit;
-  }
-
-  /// The type of what Next returns; -1 at the end.
-  int NextType() const { return rest_.empty() ? -1 : TypeOf(rest_); }
-
- private:
-  static constexpr std::uint8_t kStartCode[] = {0, 0, 1};
-
-  static Bytes::iterator FindStartCode(Bytes bytes) {
-    return std::search(bytes.begin(), bytes.end(), std::begin(kStartCode), std::end(kStartCode));
-  }
-  static Bytes BehindStartCode(Bytes bytes) {
-    const auto found = FindStartCode(bytes);
-    return found == bytes.end() ? Bytes() : Bytes(found + 3, bytes.end());
-  }
-
-  Bytes rest_;
-};
-
-// Reads a unit's bits without the bytes that keep start codes out of it. Behind the end are zeros.
-class BitReader {
- public:
-  explicit BitReader(Bytes unit) {
-    constexpr std::uint8_t kEscape = 3;
-    int zeros = 0;
-    for (const std::uint8_t byte : unit) {
-      const bool isEscape = zeros >= 2 && byte == kEscape;
-      zeros = byte == 0 ? zeros + 1 : 0;
-      if (!isEscape) bytes_.push_back(byte);
-    }
-  }
-
-  bool IsBehindEnd() const { return position_ > bytes_.size() * 8; }
-
-  unsigned Bits(int count) {
-    unsigned value = 0;
-    for (int i = 0; i < count; ++i, ++position_) {
-      const std::size_t byte = position_ / 8;
-      const unsigned bits = byte < bytes_.size() ? bytes_[byte] : 0u;
-      value = value << 1 | (bits >> (7 - position_ % 8) & 1u);
-    }
-    return value;
-  }
-  bool Flag() { return Bits(1) != 0; }
-
-  unsigned Unsigned() {
-    int zeros = 0;
-    while (!IsBehindEnd() && zeros < 31 && !Flag()) ++zeros;
-    return (1u << zeros) - 1 + Bits(zeros);
-  }
-  int Signed() {
-    const unsigned code = Unsigned();
-    const int magnitude = static_cast<int>((code + 1) / 2);
-    return code % 2 == 1 ? magnitude : -magnitude;
-  }
-  void Skip(int numbers) {
-    for (int i = 0; i < numbers; ++i) Unsigned();
-  }
-
- private:
-  std::vector<std::uint8_t> bytes_;
-  std::size_t position_ = 0;
-};
 
 void SkipScalingList(BitReader& bits, int size) {
   int last = 8;
@@ -169,42 +82,23 @@ void SkipToTiming(BitReader& bits) {
 
 }  // namespace
 
-std::span<const std::uint8_t> FindOnlySequence(std::span<const std::uint8_t> stream) {
-  Bytes sequence;
-  Units units(stream);
-  while (units.NextType() >= 0) {
-    const int type = units.NextType();
-    const Bytes unit = units.Next();
-    if (type != kSequence) continue;
-    if (!sequence.empty()) return {};
-    sequence = unit;
-  }
-  return sequence;
-}
-
-bool KeepsSequence(std::span<const std::uint8_t> packet, std::span<const std::uint8_t> sequence) {
-  Units units(packet);
-  for (int type = units.NextType(); type > kLastSlice || type == 0; type = units.NextType()) {
-    if (!std::ranges::equal(units.Next(), sequence) && type == kSequence) return false;
-  }
-  return true;
-}
-
 std::optional<int> AnnouncedDelay(std::span<const std::uint8_t> sequence) {
   BitReader bits(sequence);
   SkipToUsability(bits);
   if (!bits.Flag()) return std::nullopt;
   SkipToTiming(bits);
-  if (!bits.Flag()) return std::nullopt;
-  const bool hasRate = bits.Bits(32) > 0 && bits.Bits(32) > 0;
-  bits.Flag();
+  if (bits.Flag()) {
+    bits.Bits(32);
+    bits.Bits(32);
+    bits.Flag();
+  }
   const bool hasModel = bits.Flag();
   if (hasModel) SkipBufferModel(bits);
   const bool hasOtherModel = bits.Flag();
   if (hasOtherModel) SkipBufferModel(bits);
   if (hasModel || hasOtherModel) bits.Flag();
   bits.Flag();
-  if (!hasRate || !bits.Flag()) return std::nullopt;
+  if (!bits.Flag()) return std::nullopt;
   bits.Flag();
   bits.Skip(4);
   const unsigned delay = bits.Unsigned();

@@ -90,6 +90,11 @@ OpenedFile::OpenedFile(const char* path, std::span<const std::uint8_t> prefix) {
 Input::Input(Unexamined, OpenedFile&& file)
     : io_(std::move(file.io_)), format_(std::move(file.format_)), pictureTimes_(*format_) {}
 
+bool Input::Examine(AVDictionary** options) {
+  const int result = avformat_find_stream_info(format_.get(), options);
+  return result >= 0 && io_->FirstError() == 0 && !io_->HasRefused();
+}
+
 Input::Input(OpenedFile&& file) : Input(Unexamined{}, std::move(file)) {
   CheckRead(avformat_find_stream_info(format_.get(), nullptr), *io_);
   for (AVStream* const stream : Streams()) SettleColours(*stream->codecpar);
@@ -108,26 +113,30 @@ std::optional<Input> Input::WithoutDecoding(OpenedFile&& file) {
     parameters.format = AV_PIX_FMT_YUV420P;
     formatless.push_back(stream);
   }
-  const int result = avformat_find_stream_info(input.format_.get(), options.Get());
-  if (result < 0 || input.io_->FirstError() != 0 || input.io_->HasRefused()) return std::nullopt;
+  if (!input.Examine(options.Get())) return std::nullopt;
   for (AVStream* const stream : formatless) stream->codecpar->format = AV_PIX_FMT_NONE;
   for (AVStream* const stream : input.Streams()) SettleColours(*stream->codecpar);
   return input;
 }
 
-Input::Input(OpenedFile&& file, int delay)
-    : io_(std::move(file.io_)), format_(std::move(file.format_)), pictureTimes_(*format_) {
-  std::vector<AVDictionary*> options(format_->nb_streams);
-  int result = 0;
-  for (AVStream* const stream : Streams()) {
-    if (stream->codecpar->codec_type != AVMEDIA_TYPE_VIDEO) continue;
-    stream->codecpar->video_delay = delay;
-    const auto index = static_cast<std::size_t>(stream->index);
-    result = std::min(result, av_dict_set(&options[index], "skip_frame", "all", 0));
+std::optional<Input> Input::AsKnown(OpenedFile&& file, std::span<const KnownStream> known) {
+  // More than any stream has: FFmpeg doesn't guess any more.
+  constexpr int kNoDelayOfAnyStream = 17;
+  Input input(Unexamined{}, std::move(file));
+  for (std::size_t i = 0; i < known.size(); ++i) {
+    AVStream& stream = *input.Streams()[i];
+    Check(avcodec_parameters_copy(stream.codecpar, known[i].examined.get()));
+    if (stream.codecpar->codec_type != AVMEDIA_TYPE_VIDEO) continue;
+    stream.codecpar->video_delay = kNoDelayOfAnyStream;
+    stream.r_frame_rate = av_inv_q(stream.time_base);
   }
-  if (result >= 0) result = avformat_find_stream_info(format_.get(), options.data());
-  for (AVDictionary*& option : options) av_dict_free(&option);
-  analysisResult_ = std::min(result, io_->FirstError());
+  // With this FFmpeg sets up its parsers from the parameters and reads nothing.
+  const std::int64_t size = std::exchange(input.format_->probesize, 0);
+  const bool isWell = input.Examine(nullptr);
+  input.format_->probesize = size;
+  if (!isWell) return std::nullopt;
+  input.isExamined_ = false;
+  return input;
 }
 
 bool Input::ReadAhead(const std::function<bool(const AVPacket&)>& isWell) {
@@ -141,12 +150,11 @@ bool Input::ReadAhead(const std::function<bool(const AVPacket&)>& isWell) {
   return io_->FirstError() == 0 && !io_->HasRefused();
 }
 
-void Input::TakeOver(std::span<const KnownStream> streams) {
-  for (std::size_t i = 0; i < streams.size(); ++i) {
-    if (streams[i]->codec_type != AVMEDIA_TYPE_VIDEO) continue;
-    Check(avcodec_parameters_copy(format_->streams[i]->codecpar, streams[i].get()));
+void Input::TakeOver(std::span<const KnownStream> known) {
+  for (std::size_t i = 0; i < known.size(); ++i) {
+    Check(avcodec_parameters_copy(Streams()[i]->codecpar, known[i].examined.get()));
+    SettleColours(*Streams()[i]->codecpar);
   }
-  for (AVStream* const stream : Streams()) SettleColours(*stream->codecpar);
 }
 
 std::int64_t OpenedFile::FileSize() const {

@@ -42,8 +42,11 @@ class OpenedFile {
   InputFormatPtr format_;
 };
 
-/// Codec parameters of an earlier file's stream.
-using KnownStream = CodecParametersPtr;
+/// A stream of an earlier file.
+struct KnownStream {
+  CodecParametersPtr opened;    // as the container's header told
+  CodecParametersPtr examined;  // as FFmpeg's analysis found
+};
 
 /// A file whose streams are known. Closed with the object; streams and parameters it hands out
 /// live as long.
@@ -57,16 +60,17 @@ class Input {
   /// media/analysis.h says where this is allowed and what is missing then.
   static std::optional<Input> WithoutDecoding(OpenedFile&& file);
 
-  /// Examines the file without decoding a picture; its pictures are decoded `delay` pictures ahead
-  /// of being shown. media/analysis.h says where this is allowed.
-  Input(OpenedFile&& file, int delay);
-  /// True when FFmpeg couldn't examine the file so.
-  bool FailedAnalysis() const { return analysisResult_ < 0; }
+  /// Examines nothing, but takes the streams, those that the header tells, for an earlier file's.
+  /// Nothing when FFmpeg couldn't. Video packets have the times that stand in the file, none that
+  /// FFmpeg makes of them.
+  static std::optional<Input> AsKnown(OpenedFile&& file, std::span<const KnownStream> known);
   /// Reads the whole file into memory, from where Read takes it, as long as all is well with each
   /// packet. False when it isn't or reading fails; then the input can't be used.
   [[nodiscard]] bool ReadAhead(const std::function<bool(const AVPacket&)>& isWell);
-  /// Gives the streams the parameters of an earlier file's.
-  void TakeOver(std::span<const KnownStream> streams);
+  /// False when the parameters are an earlier file's.
+  bool IsExamined() const { return isExamined_; }
+  /// Gives the streams an earlier file's parameters, once the packets were read.
+  void TakeOver(std::span<const KnownStream> known);
 
   AVFormatContext* Context() const { return format_.get(); }
   std::span<AVStream* const> Streams() const { return {format_->streams, format_->nb_streams}; }
@@ -109,6 +113,8 @@ class Input {
 
   struct Unexamined {};
   Input(Unexamined, OpenedFile&& file);
+  // Whether FFmpeg could.
+  bool Examine(AVDictionary** options);
 
   bool IsWanted(const AVPacket& packet);
   int ReadWanted(AVPacket& packet);
@@ -119,7 +125,7 @@ class Input {
   std::vector<int> onlyStreams_;  // empty: all
   int skippedStream_ = kNone;     // up to its next key picture
   PictureTimes pictureTimes_;
-  int analysisResult_ = 0;
+  bool isExamined_ = true;
   std::deque<PacketPtr> readAhead_;
   int readResult_ = 0;  // not handed on yet: what was read before it comes first
 };

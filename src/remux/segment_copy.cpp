@@ -10,7 +10,7 @@ namespace mpg {
 namespace {
 
 // What may change from segment to segment; codec, tag, extradata and size stay the first segment's.
-void TakeOverParameters(const AVCodecParameters& source, AVCodecParameters& target) {
+void TakeOver(const AVCodecParameters& source, AVCodecParameters& target) {
   target.format = source.format;
   target.bit_rate = source.bit_rate;
   target.bits_per_coded_sample = source.bits_per_coded_sample;
@@ -82,9 +82,7 @@ SegmentResult SegmentCopier::Copy(Input& input) {
   if (!video.hasEncoder && !segment.audio.hasEncoder) {
     return {.code = video.source == nullptr ? MPG_ERR_VIDEO_STREAM_NOT_FOUND : AVERROR_UNKNOWN};
   }
-  if (video.hasEncoder && video_.target != nullptr) {
-    TakeOverParameters(*video.source->codecpar, *video_.target->codecpar);
-  }
+  TakeOverParameters(input);
   input.ReadOnly({IndexOf(video.source), IndexOf(segment.audio.source)});
   segment.result.code = CopyPackets(segment);
   Begin(segment);
@@ -92,6 +90,13 @@ SegmentResult SegmentCopier::Copy(Input& input) {
   if (input.FileError() != 0) segment.result.code = input.FileError();
   CloseStreams(segment);
   return segment.result;
+}
+
+void SegmentCopier::TakeOverParameters(const Input& segment) {
+  const AVStream* const video = FindFirstStream(segment.Context(), AVMEDIA_TYPE_VIDEO);
+  if (HasEncoder(video) && video_.target != nullptr) {
+    TakeOver(*video->codecpar, *video_.target->codecpar);
+  }
 }
 
 SegmentCopier::Segment SegmentCopier::Examine(Input& input) {

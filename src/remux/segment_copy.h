@@ -31,6 +31,10 @@ class SegmentCopier {
   /// the output has streams for them, behind what was copied before. Throws what `failures` throws.
   [[nodiscard]] SegmentResult Copy(Input& segment);
 
+  /// Gives the output's video what of the parameters may change from segment to segment. Copy does
+  /// so, too.
+  void TakeOverParameters(const Input& segment);
+
  private:
   // One kind of stream throughout the join.
   struct Track {

@@ -103,8 +103,15 @@ class SegmentJoin {
       if (platform::IsFile(list_.paths[i].c_str())) result = CopySegment(copier, i);
       isStopped = Report(i + 1) == Answer::kStop;
     }
+    if (unexamined_) TakeOverParameters(copier, list_.paths[*unexamined_]);
     Check(result);
     if (packets_ == 0 && !isStopped) throw Error(AVERROR_INVALIDDATA);
+  }
+
+  // The output ends with those of the last segment.
+  void TakeOverParameters(SegmentCopier& copier, const std::string& path) {
+    const Opening segment = Open(files_, path, Analysis::kWhole);
+    if (segment.input) copier.TakeOverParameters(*segment.input);
   }
 
   // 0, or the code of a failure that the join survives.
@@ -113,7 +120,10 @@ class SegmentJoin {
     // isn't opened anew.
     Opening segment = index == 0 ? std::exchange(first_, {}) : OpenEntry(index);
     SegmentResult result = {.code = segment.error};
-    if (segment.input) result = copier.Copy(*segment.input);
+    if (segment.input) {
+      result = copier.Copy(*segment.input);
+      unexamined_ = segment.input->IsExamined() ? std::nullopt : std::optional(index);
+    }
     packets_ += result.packets;
     const bool isWhole = result.code == 0 && result.isComplete;
     if (isWhole && result.packets > 0) {
@@ -137,7 +147,7 @@ class SegmentJoin {
   // sites serve them.
   Opening OpenEntry(std::size_t index) {
     const std::string& path = list_.paths[index];
-    // Its parameters are those that the output ends with.
+    // Its own parameters are needed.
     const bool isLast = index + 1 == list_.paths.size();
     const Analysis analysis = isLast ? Analysis::kWhole : Analysis::kAsKnown;
     Opening segment = Open(files_, path, analysis);
@@ -170,6 +180,7 @@ class SegmentJoin {
   Opening first_;
   std::int64_t packets_ = 0;                      // that the output was given
   std::map<std::size_t, platform::Path> copied_;  // entries of which nothing was left out
+  std::optional<std::size_t> unexamined_;         // the last segment, where it is
   std::size_t initialised_ = 0;                   // the last entry that could be opened by itself
   bool isInitialisationAlone_ = false;
 };
