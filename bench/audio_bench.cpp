@@ -1,7 +1,7 @@
 // MP3_Convert and the join that makes the audio AAC, each beside `ffmpeg` with the same settings.
 //
-//   audio_bench mp3 AUDIO BITRATE FOLDER [ROUNDS]
-//   audio_bench join VIDEO AUDIO BITRATE FOLDER [ROUNDS]
+//   audio_bench mp3 WORK AUDIO BITRATE FOLDER ROUNDS
+//   audio_bench join WORK VIDEO AUDIO BITRATE FOLDER ROUNDS
 #include <cstdio>
 #include <cstdlib>
 #include <string>
@@ -12,50 +12,52 @@
 
 namespace {
 
-// Written-back files and a moment's rest: the system's own work would be counted too.
-std::string Before(const std::string& folder) {
-  return "rm -f " + folder + "/*; sync; sleep 0.3";
-}
-
-void RaceMp3(const std::string& audio, const std::string& bitRate, const std::string& folder,
-             int rounds) {
-  const std::string output = folder + "/sound.mp3";
+void RaceMp3(const std::string& work, const std::string& audio, const std::string& bitRate,
+             const std::string& folder, int rounds) {
+  const std::string output = folder + "/converted.mp3";
   bench::Run(
-      {{"MP3_Convert", [&] { return MP3_Convert(audio.c_str(), output.c_str(), 0, nullptr, 0); }},
-       bench::Command("ffmpeg -c:a libmp3lame", "ffmpeg -v error -i " + audio +
-                                                    " -vn -ac 1 -c:a libmp3lame -b:a " + bitRate +
-                                                    " " + output)},
-      rounds, Before(folder));
+      {.work = work,
+       .contestants = {{"MP3_Convert",
+                        [&] { return MP3_Convert(audio.c_str(), output.c_str(), 0, nullptr, 0); }},
+                       bench::Command("ffmpeg -c:a libmp3lame",
+                                      "ffmpeg -v error -i " + audio +
+                                          " -vn -ac 1 -c:a libmp3lame -b:a " + bitRate + " " +
+                                          output,
+                                      1)},
+       .rounds = rounds,
+       .before = bench::Rest(folder + "/*")});
 }
 
-void RaceJoin(const std::string& video, const std::string& audio, const std::string& bitRate,
-              const std::string& folder, int rounds) {
+void RaceJoin(const std::string& work, const std::string& video, const std::string& audio,
+              const std::string& bitRate, const std::string& folder, int rounds) {
   const std::string output = folder + "/joined.mp4";
-  bench::Run(
-      {{"MPG_MergeAV",
-        [&] { return MPG_MergeAV(video.c_str(), audio.c_str(), output.c_str(), nullptr, 0); }},
-       bench::Command("ffmpeg -c:v copy -c:a aac",
-                      "ffmpeg -v error -i " + video + " -i " + audio +
-                          " -map 0:v:0 -map 1:a:0 -c:v copy -c:a aac -b:a " + bitRate +
-                          " -shortest " + output)},
-      rounds, Before(folder));
+  bench::Run({.work = work,
+              .contestants = {{"MPG_MergeAV",
+                               [&] {
+                                 return MPG_MergeAV(video.c_str(), audio.c_str(), output.c_str(),
+                                                    nullptr, 0);
+                               }},
+                              bench::Command("ffmpeg -c:v copy -c:a aac",
+                                             "ffmpeg -v error -i " + video + " -i " + audio +
+                                                 " -map 0:v:0 -map 1:a:0 -c:v copy -c:a aac -b:a " +
+                                                 bitRate + " -shortest " + output,
+                                             1)},
+              .rounds = rounds,
+              .before = bench::Rest(folder + "/*")});
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
   const std::vector<std::string> words(argv + 1, argv + argc);
-  const auto rounds = [&](std::size_t i) {
-    return words.size() > i ? std::atoi(words[i].c_str()) : 5;
-  };
-  if (words.size() >= 4 && words[0] == "mp3") {
-    RaceMp3(words[1], words[2], words[3], rounds(4));
-  } else if (words.size() >= 5 && words[0] == "join") {
-    RaceJoin(words[1], words[2], words[3], words[4], rounds(5));
+  if (words.size() == 6 && words[0] == "mp3") {
+    RaceMp3(words[1], words[2], words[3], words[4], std::stoi(words[5]));
+  } else if (words.size() == 7 && words[0] == "join") {
+    RaceJoin(words[1], words[2], words[3], words[4], words[5], std::stoi(words[6]));
   } else {
     std::fprintf(stderr,
-                 "usage: audio_bench mp3 AUDIO BITRATE FOLDER [ROUNDS]\n"
-                 "       audio_bench join VIDEO AUDIO BITRATE FOLDER [ROUNDS]\n");
+                 "usage: audio_bench mp3 WORK AUDIO BITRATE FOLDER ROUNDS\n"
+                 "       audio_bench join WORK VIDEO AUDIO BITRATE FOLDER ROUNDS\n");
     return 2;
   }
 }

@@ -1,6 +1,8 @@
-// MPG_Merge beside ffmpeg's concat demuxer and `cat` on the segments of one folder.
+// MPG_Merge beside ffmpeg's concat demuxer and `cat` on the first segments of a folder.
 //
-//   concat_bench SEGMENTS FOLDER [ROUNDS]      SEGMENTS: a folder of .ts files
+//   concat_bench WORK SEGMENTS COUNT AIM FOLDER ROUNDS
+//
+// SEGMENTS: a folder of .ts files; AIM: the share of the concat demuxer's CPU time to stay within.
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
@@ -14,12 +16,14 @@
 
 namespace {
 
-std::vector<std::string> SegmentsOf(const std::string& folder) {
+std::vector<std::string> SegmentsOf(const std::string& folder, std::size_t count) {
   std::vector<std::string> segments;
   for (const auto& entry : std::filesystem::directory_iterator(folder)) {
     if (entry.path().extension() == ".ts") segments.push_back(entry.path());
   }
   std::ranges::sort(segments);
+  if (segments.size() < count) std::exit(1);
+  segments.resize(count);
   return segments;
 }
 
@@ -34,25 +38,32 @@ void WriteList(const std::string& path, const std::vector<std::string>& segments
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (argc < 3) {
-    std::fprintf(stderr, "usage: concat_bench SEGMENTS FOLDER [ROUNDS]\n");
+  if (argc != 7) {
+    std::fprintf(stderr, "usage: concat_bench WORK SEGMENTS COUNT AIM FOLDER ROUNDS\n");
     return 2;
   }
-  const std::string folder = argv[2];
+  const std::string folder = argv[5];
   const std::string output = folder + "/joined.mp4";
-  const int rounds = argc > 3 ? std::atoi(argv[3]) : 5;
-  const std::vector<std::string> segments = SegmentsOf(argv[1]);
-  const std::string list = std::string(argv[1]) + "/list.txt";
+  const std::vector<std::string> segments = SegmentsOf(argv[2], std::stoul(argv[3]));
+  const std::string list = std::string(argv[2]) + "/list.txt";
   WriteList(list, segments);
   std::vector<const char*> paths;
-  for (const std::string& segment : segments) paths.push_back(segment.c_str());
+  std::string words;
+  for (const std::string& segment : segments) {
+    paths.push_back(segment.c_str());
+    words += segment + ' ';
+  }
   paths.push_back(nullptr);
 
-  std::printf("%zu segments\n", segments.size());
   bench::Run(
-      {{"MPG_Merge", [&] { return MPG_Merge(paths.data(), output.c_str(), 0, 0, nullptr, 0); }},
-       bench::Command("ffmpeg concat demuxer",
-                      "ffmpeg -v quiet -y -f concat -safe 0 -i " + list + " -c copy " + output),
-       bench::Command("cat", "cat " + std::string(argv[1]) + "/*.ts >" + output + "; true")},
-      rounds, "rm -f " + folder + "/*; sync; sleep 0.3");
+      {.work = argv[1],
+       .contestants = {{"MPG_Merge",
+                        [&] { return MPG_Merge(paths.data(), output.c_str(), 0, 0, nullptr, 0); }},
+                       bench::Command(
+                           "ffmpeg concat demuxer",
+                           "ffmpeg -v quiet -y -f concat -safe 0 -i " + list + " -c copy " + output,
+                           std::atof(argv[4])),
+                       bench::Command("cat", "cat " + words + " >" + output + "; true")},
+       .rounds = std::atoi(argv[6]),
+       .before = bench::Rest(folder + "/*")});
 }

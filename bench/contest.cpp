@@ -9,6 +9,7 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <fstream>
 #include <utility>
 
 namespace bench {
@@ -19,6 +20,7 @@ struct Cost {
   double cpu;     // seconds, user and system
   double memory;  // MiB at the peak
 };
+constexpr double Cost::*kFields[] = {&Cost::wall, &Cost::cpu, &Cost::memory};
 
 double Seconds(const timeval& time) {
   return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) / 1e6;
@@ -40,44 +42,69 @@ Cost Measure(const Contestant& contestant) {
           static_cast<double>(usage.ru_maxrss) / 1024};
 }
 
-double Median(std::vector<Cost> costs, double Cost::*field) {
+using Costs = std::vector<Cost>;
+
+double Median(Costs costs, double Cost::*field) {
   const auto middle = costs.begin() + static_cast<std::ptrdiff_t>(costs.size() / 2);
-  std::nth_element(costs.begin(), middle, costs.end(),
-                   [field](const Cost& a, const Cost& b) { return a.*field < b.*field; });
+  std::ranges::nth_element(costs, middle, {}, field);
   return (*middle).*field;
 }
 
-Cost Medians(const std::vector<Cost>& costs) {
-  return {Median(costs, &Cost::wall), Median(costs, &Cost::cpu), Median(costs, &Cost::memory)};
+void Print(const Contest& contest, const std::vector<Costs>& costs) {
+  std::printf("%-32s %8s %8s %9s   share of wall, CPU, memory (medians of %d)\n",
+              contest.work.c_str(), "wall s", "CPU s", "peak MiB", contest.rounds);
+  for (std::size_t i = 0; i < costs.size(); ++i) {
+    std::printf("  %-30s", contest.contestants[i].label.c_str());
+    for (const auto field : kFields) std::printf(" %8.3f", Median(costs[i], field));
+    std::printf("  ");
+    for (const auto field : kFields) {
+      std::printf(" %5.2f", Median(costs.front(), field) / Median(costs[i], field));
+    }
+    std::printf("\n");
+  }
+  std::fflush(stdout);
+}
+
+void Record(const Contest& contest, const std::vector<Costs>& costs) {
+  const char* const path = std::getenv("BENCH_RESULTS");
+  if (path == nullptr) return;
+  std::ofstream file(path, std::ios::app);
+  for (std::size_t i = 0; i < costs.size(); ++i) {
+    const Contestant& contestant = contest.contestants[i];
+    file << contest.work << '\t' << contestant.label << '\t' << contestant.aim;
+    for (const auto field : kFields) {
+      char separator = '\t';
+      for (const Cost& cost : costs[i]) file << std::exchange(separator, ',') << cost.*field;
+    }
+    file << '\n';
+  }
 }
 
 }  // namespace
 
-Contestant Command(std::string label, const std::string& command) {
-  return {std::move(label), [line = "exec " + command + " >/dev/null"] {
-            execl("/bin/sh", "sh", "-c", line.c_str(), static_cast<char*>(nullptr));
-            return 127;
-          }};
+std::string Rest(const std::string& files) {
+  return "rm -f " + files + "; sync; sleep 0.3";
 }
 
-void Run(const std::vector<Contestant>& contestants, int rounds, const std::string& before) {
-  std::vector<std::vector<Cost>> costs(contestants.size());
-  for (int round = 0; round < rounds; ++round) {
-    for (std::size_t i = 0; i < contestants.size(); ++i) {
-      if (std::system(before.c_str()) != 0) std::exit(1);
-      costs[i].push_back(Measure(contestants[i]));
+Contestant Command(std::string label, const std::string& command, double aim) {
+  return {std::move(label),
+          [line = "exec " + command + " >/dev/null"] {
+            execl("/bin/sh", "sh", "-c", line.c_str(), static_cast<char*>(nullptr));
+            return 127;
+          },
+          aim};
+}
+
+void Run(const Contest& contest) {
+  std::vector<Costs> costs(contest.contestants.size());
+  for (int round = 0; round < contest.rounds; ++round) {
+    for (std::size_t i = 0; i < costs.size(); ++i) {
+      if (std::system(contest.before.c_str()) != 0) std::exit(1);
+      costs[i].push_back(Measure(contest.contestants[i]));
     }
   }
-
-  const Cost own = Medians(costs.front());
-  std::printf("%-28s %8s %8s %9s   share of wall, CPU, memory (medians of %d)\n", "", "wall s",
-              "CPU s", "peak MiB", rounds);
-  for (std::size_t i = 0; i < contestants.size(); ++i) {
-    const Cost cost = Medians(costs[i]);
-    std::printf("%-28s %8.3f %8.3f %9.1f   %.2f  %.2f  %.2f\n", contestants[i].label.c_str(),
-                cost.wall, cost.cpu, cost.memory, own.wall / cost.wall, own.cpu / cost.cpu,
-                own.memory / cost.memory);
-  }
+  Print(contest, costs);
+  Record(contest, costs);
 }
 
 }  // namespace bench

@@ -1,17 +1,20 @@
-// Megapixels a second of this library's JPEG encoder beside those of libjpeg-turbo, on the same
-// pictures in memory: 4:4:4, standard Huffman tables, one thread.
-#include <benchmark/benchmark.h>
+// This library's JPEG encoder beside libjpeg-turbo's, on the same pictures in memory: 4:4:4,
+// standard Huffman tables, one thread.
+//
+//   jpeg_bench ROUNDS
 #include <turbojpeg.h>
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <cstdint>
+#include <cstdio>
 #include <cstdlib>
 #include <random>
 #include <string>
+#include <utility>
 #include <vector>
 
+#include "contest.h"
 #include "image/jpeg_encoder.h"
 
 namespace {
@@ -88,68 +91,55 @@ Pixels MakeNoise() {
   return pixels;
 }
 
-const Pixels& Picture(int index) {
-  static const std::array<Pixels, 3> pictures = {MakePhoto(), MakeNoise(),
-                                                 Pixels(std::size_t{kWidth} * kHeight * 3, 90)};
-  return pictures[static_cast<std::size_t>(index)];
-}
-constexpr const char* kPictureNames[] = {"photo", "noise", "flat"};
-
-void Report(benchmark::State& state, std::size_t fileBytes) {
-  constexpr double kPixels = double{kWidth} * kHeight;
-  state.counters["MP/s"] = benchmark::Counter(
-      kPixels / 1e6 * static_cast<double>(state.iterations()), benchmark::Counter::kIsRate);
-  state.counters["bits/pixel"] = static_cast<double>(fileBytes) * 8 / kPixels;
-}
-
+// Often enough for the clock of a process.
+constexpr int kRepeats = 8;
 std::vector<std::uint8_t> file(std::size_t{kWidth} * kHeight * 6);
 
-void Ours(benchmark::State& state, int picture, int quality) {
-  const Pixels& pixels = Picture(picture);
+int Encode(const Pixels& pixels, int quality) {
   std::uint8_t* fileEnd = nullptr;
   const mpg::ByteSink sink = {[](void* end, std::span<const std::uint8_t> bytes) {
                                 auto& to = *static_cast<std::uint8_t**>(end);
                                 to = std::ranges::copy(bytes, to).out;
                               },
                               &fileEnd};
-  for (auto _ : state) {
+  for (int i = 0; i < kRepeats; ++i) {
     fileEnd = file.data();
     mpg::JpegEncoder(sink, pixels.data(), kWidth, kHeight, static_cast<std::uint8_t>(quality));
   }
-  Report(state, static_cast<std::size_t>(fileEnd - file.data()));
+  return 0;
 }
 
-void Peer(benchmark::State& state, int picture, int quality, int flags) {
-  const Pixels& pixels = Picture(picture);
+int EncodeByPeer(const Pixels& pixels, int quality) {
   tjhandle handle = tjInitCompress();
-  unsigned char* out = file.data();
-  unsigned long size = 0;
-  for (auto _ : state) {
-    size = file.size();
-    if (tjCompress2(handle, pixels.data(), kWidth, 0, kHeight, TJPF_RGB, &out, &size, TJSAMP_444,
-                    quality, flags | TJFLAG_NOREALLOC) != 0) {
-      state.SkipWithError(tjGetErrorStr2(handle));
-      break;
-    }
+  int result = 0;
+  for (int i = 0; i < kRepeats && result == 0; ++i) {
+    unsigned char* out = file.data();
+    unsigned long size = file.size();
+    result = tjCompress2(handle, pixels.data(), kWidth, 0, kHeight, TJPF_RGB, &out, &size,
+                         TJSAMP_444, quality, TJFLAG_ACCURATEDCT | TJFLAG_NOREALLOC);
   }
   tjDestroy(handle);
-  Report(state, size);
+  return result;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  for (const int picture : {0, 1, 2}) {
+  if (argc != 2) {
+    std::fprintf(stderr, "usage: jpeg_bench ROUNDS\n");
+    return 2;
+  }
+  const std::pair<const char*, Pixels> pictures[] = {
+      {"photo-like", MakePhoto()},
+      {"noise", MakeNoise()},
+      {"flat", Pixels(std::size_t{kWidth} * kHeight * 3, 90)}};
+  for (const auto& [name, pixels] : pictures) {
     for (const int quality : {75, 90}) {
-      const std::string name =
-          std::string("/") + kPictureNames[picture] + "/q" + std::to_string(quality);
-      benchmark::RegisterBenchmark(("mpg" + name).c_str(), Ours, picture, quality);
-      benchmark::RegisterBenchmark(("turbo_islow" + name).c_str(), Peer, picture, quality,
-                                   TJFLAG_ACCURATEDCT);
-      benchmark::RegisterBenchmark(("turbo_fast" + name).c_str(), Peer, picture, quality,
-                                   TJFLAG_FASTDCT);
+      bench::Run(
+          {.work = "JPEG, " + std::string(name) + ", quality " + std::to_string(quality),
+           .contestants = {{"JpegEncoder", [&] { return Encode(pixels, quality); }},
+                           {"libjpeg-turbo", [&] { return EncodeByPeer(pixels, quality); }, 1}},
+           .rounds = std::atoi(argv[1])});
     }
   }
-  benchmark::Initialize(&argc, argv);
-  benchmark::RunSpecifiedBenchmarks();
 }
