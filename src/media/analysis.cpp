@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "media/h264_description.h"
 #include "media/known_packets.h"
 
 namespace mpg {
@@ -45,19 +46,16 @@ bool MayBeRepeated(std::span<const KnownStream> known) {
              known, [](const KnownStream& stream) { return IsFullyKnown(*stream.examined); });
 }
 
-bool AreSizesKnown(const Input& input) {
-  return std::ranges::all_of(input.Streams(), [](const AVStream* stream) {
-    return !IsVideo(*stream->codecpar) || stream->codecpar->width > 0;
-  });
-}
-
 }  // namespace
 
 Input OpenInput(const char* path, Analysis analysis) {
-  OpenedFile file(path);
+  return OpenInput(OpenedFile(path), path, analysis);
+}
+
+Input OpenInput(OpenedFile&& file, const char* path, Analysis analysis) {
   if (analysis == Analysis::kWhole || !file.IsContainer("mp4")) return Input(std::move(file));
   std::optional<Input> input = Input::WithoutDecoding(std::move(file));
-  if (input && AreSizesKnown(*input)) return std::move(*input);
+  if (input && DescribeH264Streams(*input)) return std::move(*input);
   return Input(path);
 }
 

@@ -4,11 +4,11 @@
 // pictures are decoded to learn how far decoding is ahead of showing, from which FFmpeg makes
 // decoding times that a file leaves out, and what the pictures' pixels are.
 //
-// Without decoding: no frame of H.264 is decoded (other codecs' are rarely); the packets are the
-// same to the last bit, and so are the parameters that the container tells (among them codec, size,
-// extradata, rates and times). Missing is what only decoding tells: pixel format, delay, and aspect
-// ratio and colours unless the container has them. Allowed for MP4, which gives every packet both
-// of its times and its duration. Everything else is examined whole: transport streams don't tell
+// Without decoding: no frame of H.264 is decoded (other codecs' are rarely); packets and parameters
+// are the same to the last bit, what the decoder would tell coming from the head of the first slice
+// (media/h264_description); only a delay that isn't announced isn't guessed. Allowed for MP4, which
+// gives every packet both of its times and its duration, and as long as no frame that would be
+// decoded brings a parameter set. Everything else is examined whole: transport streams don't tell
 // the size, FLV shows its streams too late to be told how, Matroska takes decoding times from the
 // guessed delay.
 //
@@ -39,10 +39,10 @@
 
 namespace mpg {
 
-enum class Analysis { kWhole, kWithoutDecoding, kAsKnown };
-
 /// Examines the file whole where less isn't allowed. Throws as Input does. Not for kAsKnown.
 Input OpenInput(const char* path, Analysis analysis);
+/// `path`: from where the file is opened again where it has to be examined whole after all.
+Input OpenInput(OpenedFile&& file, const char* path, Analysis analysis);
 
 /// Opens files that are probably alike, such as a film's segments.
 class AlikeFiles {

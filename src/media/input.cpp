@@ -116,6 +116,7 @@ std::optional<Input> Input::WithoutDecoding(OpenedFile&& file) {
   if (!input.Examine(options.Get())) return std::nullopt;
   for (AVStream* const stream : formatless) stream->codecpar->format = AV_PIX_FMT_NONE;
   for (AVStream* const stream : input.Streams()) SettleColours(*stream->codecpar);
+  input.analysis_ = Analysis::kWithoutDecoding;
   return input;
 }
 
@@ -135,7 +136,7 @@ std::optional<Input> Input::AsKnown(OpenedFile&& file, std::span<const KnownStre
   const bool isWell = input.Examine(nullptr);
   input.format_->probesize = size;
   if (!isWell) return std::nullopt;
-  input.isExamined_ = false;
+  input.analysis_ = Analysis::kAsKnown;
   return input;
 }
 
@@ -148,6 +149,13 @@ bool Input::ReadAhead(const std::function<bool(const AVPacket&)>& isWell) {
     readAhead_.push_back(std::move(packet));
   }
   return io_->FirstError() == 0 && !io_->HasRefused();
+}
+
+const AVPacket* Input::ReadAheadOne() {
+  PacketPtr packet = MakePacket();
+  if (av_read_frame(format_.get(), packet.get()) < 0) return nullptr;
+  readAhead_.push_back(std::move(packet));
+  return readAhead_.back().get();
 }
 
 void Input::TakeOver(std::span<const KnownStream> known) {

@@ -42,6 +42,9 @@ class OpenedFile {
   InputFormatPtr format_;
 };
 
+/// How much of a file is examined before its packets are read: media/analysis.h has the reasons.
+enum class Analysis { kWhole, kWithoutDecoding, kAsKnown };
+
 /// A stream of an earlier file.
 struct KnownStream {
   CodecParametersPtr opened;    // as the container's header told
@@ -57,7 +60,7 @@ class Input {
   explicit Input(OpenedFile&& file);
 
   /// Examines the file without decoding a frame of H.264; nothing when FFmpeg couldn't.
-  /// media/analysis.h says where this is allowed and what is missing then.
+  /// media/analysis.h says where this is allowed. What a decoder tells is missing.
   static std::optional<Input> WithoutDecoding(OpenedFile&& file);
 
   /// Examines nothing, but takes the streams, those that the header tells, for an earlier file's.
@@ -67,14 +70,17 @@ class Input {
   /// Reads the whole file into memory, from where Read takes it, as long as all is well with each
   /// packet. False when it isn't or reading fails; then the input can't be used.
   [[nodiscard]] bool ReadAhead(const std::function<bool(const AVPacket&)>& isWell);
-  /// False when the parameters are an earlier file's.
-  bool IsExamined() const { return isExamined_; }
+  /// Reads one more packet into memory, from where Read takes it; null at the end and where reading
+  /// fails.
+  const AVPacket* ReadAheadOne();
   /// Gives the streams an earlier file's parameters, once the packets were read.
   void TakeOver(std::span<const KnownStream> known);
 
   AVFormatContext* Context() const { return format_.get(); }
   std::span<AVStream* const> Streams() const { return {format_->streams, format_->nb_streams}; }
   bool IsContainer(const char* name) const;
+  /// How much of the file was examined.
+  Analysis Examined() const { return analysis_; }
 
   /// Microseconds, or AV_NOPTS_VALUE.
   std::int64_t Duration() const { return format_->duration; }
@@ -125,7 +131,7 @@ class Input {
   std::vector<int> onlyStreams_;  // empty: all
   int skippedStream_ = kNone;     // up to its next key picture
   PictureTimes pictureTimes_;
-  bool isExamined_ = true;
+  Analysis analysis_ = Analysis::kWhole;
   std::deque<PacketPtr> readAhead_;
   int readResult_ = 0;  // not handed on yet: what was read before it comes first
 };

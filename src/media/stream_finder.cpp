@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <span>
 
+#include "media/analysis.h"
 #include "media/codec.h"
 
 namespace mpg {
@@ -67,7 +68,7 @@ AVCodecID ProbeCodecId(const Input& input, AVMediaType type) {
 }
 
 AVCodecID ProbeCodecId(const char* path, AVMediaType type) try {
-  return ProbeCodecId(Input(path), type);
+  return ProbeCodecId(OpenInput(path, Analysis::kWithoutDecoding), type);
 } catch (const Error&) {
   return AV_CODEC_ID_NONE;
 }

@@ -6,9 +6,9 @@
 #include <utility>
 
 #include "core/text.h"
+#include "media/analysis.h"
 #include "media/codec.h"
 #include "media/ffmpeg_versions.h"
-#include "media/input.h"
 #include "media/stream_finder.h"
 #include "media/timestamps.h"
 
@@ -100,7 +100,7 @@ bool Probe(const char* path, Extent extent, MediaInfo& info) try {
   bool hasVideo = false;
   bool hasAudio = false;
   try {
-    const Input input(std::move(file));
+    const Input input = OpenInput(std::move(file), path, Analysis::kWithoutDecoding);
     hasVideo = extent == Extent::kVideoAndAudio && FillVideo(input, info);
     hasAudio = FillAudio(input, info);
   } catch (const Error& error) {
@@ -116,7 +116,7 @@ bool Probe(const char* path, Extent extent, MediaInfo& info) try {
 }  // namespace
 
 bool IsReadableMedia(const char* path) try {
-  const Input input(path);
+  OpenInput(path, Analysis::kWithoutDecoding);
   return true;
 } catch (const Error&) {
   return false;

@@ -3,6 +3,7 @@
 #include <optional>
 #include <utility>
 
+#include "media/analysis.h"
 #include "media/stream_finder.h"
 #include "probe/merge_decision.h"
 #include "remux/copy_join.h"
@@ -11,7 +12,9 @@
 namespace mpg {
 namespace {
 
-std::optional<Input> TryOpen(const char* path) try { return Input(path); } catch (const Error&) {
+std::optional<Input> TryOpen(const char* path) try {
+  return OpenInput(path, Analysis::kWithoutDecoding);
+} catch (const Error&) {
   return std::nullopt;
 }
 

@@ -122,7 +122,8 @@ class SegmentJoin {
     SegmentResult result = {.code = segment.error};
     if (segment.input) {
       result = copier.Copy(*segment.input);
-      unexamined_ = segment.input->IsExamined() ? std::nullopt : std::optional(index);
+      unexamined_ =
+          segment.input->Examined() == Analysis::kAsKnown ? std::optional(index) : std::nullopt;
     }
     packets_ += result.packets;
     const bool isWhole = result.code == 0 && result.isComplete;

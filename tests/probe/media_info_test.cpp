@@ -94,6 +94,16 @@ TEST(MediaInfo, TellsNoChannelsWithoutADecoder) {
   EXPECT_STREQ(info.sampleFormat, "");
 }
 
+TEST(MediaInfo, TellsTheSizeOfTheFramesWhateverTheContainerSays) {
+  const std::string cropped = test::MakeMedia(
+      "cropped.mp4",
+      "-i " + test::H264Video() + " -c copy -bsf:v h264_metadata=crop_right=16:crop_bottom=8");
+  MediaInfo info;
+  ASSERT_EQ(MPG_GetMediaInfo(cropped.c_str(), &info), 1);
+  EXPECT_EQ(info.width, 304);
+  EXPECT_EQ(info.height, 232);
+}
+
 TEST(MediaInfo, TurnsDownWhatIsNotMedia) {
   const test::ScratchFolder folder;
   const std::string whole = test::ReadBytes(test::H264Video());
