@@ -19,10 +19,6 @@ bool IsAudioRead(AVCodecID codecId) {
   return std::ranges::count(kCodecs, codecId) > 0;
 }
 
-bool IsVideo(const AVCodecParameters& parameters) {
-  return parameters.codec_type == AVMEDIA_TYPE_VIDEO;
-}
-
 bool IsFullyKnown(const AVCodecParameters& parameters) {
   switch (parameters.codec_type) {
     case AVMEDIA_TYPE_VIDEO:
