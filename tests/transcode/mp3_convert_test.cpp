@@ -63,26 +63,29 @@ TEST(Mp3Convert, SettlesRatesAndChannelsByInputAndRequest) {
 
 TEST(Mp3Convert, ReportsRisesAndEveryTwentiethPass) {
   struct Case {
-    double seconds;
+    std::string input;
     std::int32_t percent100;
     std::vector<std::int32_t> expected;
   };
+  const std::string film = test::MakeMedia(
+      "film.mp4", "-i " + test::H264Video(4) + " -i " + test::AacAudio() + " -c copy");
   // 48 kHz: a pass of 1152 samples is 24 ms, and the encoder holds back one.
   const Case cases[] = {
-      {2, 10, {1, 2, 3, 4, 5, 6, 7, 8, 9, 10}},
-      {4, 5, {0, 1, 1, 2, 2, 3, 3, 4, 4, 5}},
-      {2, 0, {0, 0, 0, 0, 0}},
-      {2, -7, {-1, -3, -4, -6, -7}},
-      // The duration counts in whole seconds.
-      {1.5, 4, {1, 2, 3, 4, 5, 4}},
-      {0.9, 100, {100}},
+      {test::AacAudio(), 10, {1, 2, 3, 4, 5, 6, 7, 8, 9, 10}},
+      {test::AacAudio(4), 5, {0, 1, 1, 2, 2, 3, 3, 4, 4, 5}},
+      {test::AacAudio(), 0, {0, 0, 0, 0, 0}},
+      {test::AacAudio(), -7, {-1, -3, -4, -6, -7}},
+      // The file's duration counts, in whole seconds.
+      {film, 10, {1, 2, 3, 4, 10}},
+      {test::AacAudio(1.5), 4, {1, 2, 3, 4, 5, 4}},
+      {test::AacAudio(0.9), 100, {100}},
   };
   for (const Case& c : cases) {
-    SCOPED_TRACE(std::to_string(c.seconds) + " s to " + std::to_string(c.percent100));
+    SCOPED_TRACE(c.input + " to " + std::to_string(c.percent100));
     const test::ScratchFolder folder;
     const test::Percent100Is scale(c.percent100);
     test::ProgressLog log;
-    ASSERT_EQ(Convert(test::AacAudio(c.seconds), folder / "a.mp3", log), 0);
+    ASSERT_EQ(Convert(c.input, folder / "a.mp3", log), 0);
     EXPECT_EQ(log.Reports(), c.expected);
   }
 }

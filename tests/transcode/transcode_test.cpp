@@ -230,19 +230,23 @@ TEST(Transcode, EncodesAudioAsAskedOrAsNearAsTheEncoderComes) {
         .targetAudioBitRate = 50000,
         .targetSampleRate = 20000,
         .targetChannels = 1},
-       "aac\n22050\n1"},
-      {tone("5.1.ac3", "-ac 6 -c:a ac3"), mp3, "mp3\n44100\n2"},
-      {tone("5.1.ac3", "-ac 6 -c:a ac3"), aac, "aac\n44100\n6"},
-      {tone("a.wav", "-ar 64000"), mp3, "mp3\n48000\n1"},
-      {tone("a.wav", "-ar 37800 -ac 8"), mp3, "mp3\n44100\n2"},
-      {tone("a.wav", "-ar 192000 -ac 2"), mp3, "mp3\n48000\n2"},
-      {tone("a.wav", "-ar 192000 -ac 2"), aac, "aac\n96000\n2"},
+       "aac\nLC\n22050\n1"},
+      // Profiles are the source's own.
+      {tone("main.m4a", "-c:a aac -profile:a aac_main"),
+       {.formatId = MPG_FORMAT_MP4, .targetAudioBitRate = 64000},
+       "aac\nLC\n44100\n1"},
+      {tone("5.1.ac3", "-ac 6 -c:a ac3"), mp3, "mp3\nunknown\n44100\n2"},
+      {tone("5.1.ac3", "-ac 6 -c:a ac3"), aac, "aac\nLC\n44100\n6"},
+      {tone("a.wav", "-ar 64000"), mp3, "mp3\nunknown\n48000\n1"},
+      {tone("a.wav", "-ar 37800 -ac 8"), mp3, "mp3\nunknown\n44100\n2"},
+      {tone("a.wav", "-ar 192000 -ac 2"), mp3, "mp3\nunknown\n48000\n2"},
+      {tone("a.wav", "-ar 192000 -ac 2"), aac, "aac\nLC\n96000\n2"},
   };
   const test::ScratchFolder folder;
   for (const Case& c : cases) {
     SCOPED_TRACE(c.input + " as " + c.expected);
     ASSERT_EQ(Transcode(c.input, folder / "out", c.params), 0);
-    EXPECT_EQ(test::Probe(folder / "out", "stream=codec_name,sample_rate,channels", "a:0"),
+    EXPECT_EQ(test::Probe(folder / "out", "stream=codec_name,profile,sample_rate,channels", "a:0"),
               c.expected);
     EXPECT_EQ(test::DecodingErrors(folder / "out"), "");
   }
