@@ -251,6 +251,8 @@ TEST(Timing, TheRestOfTheSoundAsksTheHost) {
               0);
     EXPECT_LT(std::stod(test::Probe(output, "stream=duration", "a:0")), 50) << codec;
   }
+  ASSERT_EQ(test::Transcode(film, output, {.formatId = MPG_FORMAT_MP4, .targetAudioCodec = 1}), 0);
+  EXPECT_NEAR(std::stod(test::Probe(output, "stream=duration", "a:0")), 60, 0.1);
 }
 
 TEST(Timing, NothingIsNoSuccess) {
