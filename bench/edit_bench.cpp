@@ -1,6 +1,8 @@
 // MPG_Transcode and MPG_SaveTrimmedVideo beside ffmpeg with the same encoder settings.
 //
-//   edit_bench VIDEO BIT_RATE FOLDER ROUNDS      BIT_RATE: of the video, bits per second
+//   edit_bench VIDEO BIT_RATE FOLDER ROUNDS [ENCODER]      BIT_RATE: of the video, bits per second
+//
+// With ENCODER only a trim to the first second, beside ffmpeg with that encoder and its settings.
 #include <cstdio>
 #include <cstdlib>
 #include <string>
@@ -18,18 +20,36 @@ HostString View(const std::string& text) {
   return view;
 }
 
+void TrimToASecond(const std::string& video, const std::string& rate, const std::string& folder,
+                   int rounds, const std::string& encoder) {
+  const std::string output = folder + "/edited.mkv";
+  const std::string peer = "ffmpeg -v error -to 1 -i " + video + " -c:a copy -b:v " + rate +
+                           " -c:v " + encoder + " " + output;
+  bench::Run(
+      {.work = "trim to 1 s, " + encoder,
+       .contestants = {{"MPG_SaveTrimmedVideo",
+                        [&] { return MPG_SaveTrimmedVideo(video.c_str(), output.c_str(), 0, 1); }},
+                       bench::Command("ffmpeg", peer, 1)},
+       .rounds = rounds,
+       .before = "rm -f " + output});
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (argc != 5) {
-    std::fprintf(stderr, "usage: edit_bench VIDEO BIT_RATE FOLDER ROUNDS\n");
+  if (argc != 5 && argc != 6) {
+    std::fprintf(stderr, "usage: edit_bench VIDEO BIT_RATE FOLDER ROUNDS [ENCODER]\n");
     return 2;
   }
   const std::string video = argv[1];
   const std::string output = std::string(argv[3]) + "/edited.mp4";
   const int rounds = std::atoi(argv[4]);
-  // The library keeps the input's bit rate and FFmpeg's default of a key picture every 12.
-  const std::string settings = std::string(" -c:a copy -g 12 -b:v ") + argv[2] + " " + output;
+  if (argc == 6) {
+    TrimToASecond(video, argv[2], argv[3], rounds, argv[5]);
+    return 0;
+  }
+  // The library keeps the input's bit rate.
+  const std::string settings = std::string(" -c:a copy -b:v ") + argv[2] + " " + output;
   const auto transcode = [&](TranscodeParams params) {
     params.formatId = MPG_FORMAT_MP4;
     const HostString from = View(video);

@@ -49,7 +49,7 @@ struct SpeedOption {
   const char* value;
 };
 constexpr SpeedOption kSpeedOptions[] = {
-    {"libvpx-vp9", "cpu-used", "5"}, {"libvpx-vp9", "row-mt", "1"}, {"libsvtav1", "preset", "8"},
+    {"libvpx-vp9", "cpu-used", "2"}, {"libvpx-vp9", "row-mt", "1"}, {"libsvtav1", "preset", "8"},
     {"libaom-av1", "cpu-used", "8"}, {"libaom-av1", "row-mt", "1"},
 };
 
