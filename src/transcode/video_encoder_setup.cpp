@@ -187,7 +187,8 @@ bool IsTopFieldFirst(AVFieldOrder order) {
 }
 
 bool CountsFrames(const AVCodec& codec) {
-  return codec.wrapper_name == nullptr;
+  // libvpx is told that each frame lasts one tick.
+  return codec.wrapper_name == nullptr || std::string_view(codec.name).starts_with("libvpx");
 }
 
 CodecPtr MakeVideoEncoder(const VideoEncoderRequest& request) {

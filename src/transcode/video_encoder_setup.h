@@ -32,7 +32,7 @@ void DescribeVideoEncoder(const AVCodecContext& encoder, const AVStream& source,
 bool IsTopFieldFirst(AVFieldOrder order);
 
 /// True for encoders whose rate control takes each tick of the time base for a frame: with a finer
-/// clock a frame would get next to nothing. The wrapped libraries ask for the frame rate.
+/// clock a frame would get next to nothing. The other wrapped libraries ask for the frame rate.
 bool CountsFrames(const AVCodec& codec);
 
 }  // namespace mpg
