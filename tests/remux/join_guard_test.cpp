@@ -41,7 +41,7 @@ TEST(JoinGuard, PartsRepeatsAndDropsWhatIsShownBeforeItIsDecoded) {
       {"nowhere", Kind::kVideo, {{kNone, kNone, 10, kTry, kNone, kNone}}},
       {"no decoding time",
        Kind::kVideo,
-       {{9, 9, 10, kWrite, 9, 9}, {19, kNone, 10, kWrite, 19, kNone}}},
+       {{9, 9, 10, kWrite, 9, 9}, {19, kNone, 10, kWrite, 19, kNone}, {29, 9, 10, kWrite, 29, 20}}},
   };
   const PacketPtr packet = MakePacket();
   for (const Case& c : cases) {
