@@ -20,7 +20,7 @@ void AddJoinCommands(CLI::App& app);
 void AddSegmentCommands(CLI::App& app);
 void AddRepairCommands(CLI::App& app);
 void AddEditCommands(CLI::App& app);
-void AddSoundCommands(CLI::App& app);
+void AddAudioCommands(CLI::App& app);
 void AddImageCommands(CLI::App& app);
 void AddTranscodeCommands(CLI::App& app);
 void AddWatchCommand(CLI::App& app);

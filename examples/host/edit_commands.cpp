@@ -59,7 +59,7 @@ void AddEditCommands(CLI::App& app) {
   AddFiles(*crop, *arguments);
   crop->callback([arguments] { Crop(*arguments); });
 
-  CLI::App* const shift = app.add_subcommand("shift", "Move the sound against the pictures");
+  CLI::App* const shift = app.add_subcommand("shift", "Move the audio against the pictures");
   AddFiles(*shift, *arguments);
   shift->add_option("milliseconds", arguments->milliseconds, "Later, or earlier when negative")
       ->required();

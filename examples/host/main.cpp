@@ -32,7 +32,7 @@ int main(int argc, char** argv) {
   host::AddSegmentCommands(app);
   host::AddRepairCommands(app);
   host::AddEditCommands(app);
-  host::AddSoundCommands(app);
+  host::AddAudioCommands(app);
   host::AddImageCommands(app);
   host::AddTranscodeCommands(app);
   host::AddWatchCommand(app);

@@ -35,8 +35,8 @@
  * a valid file that ends there, and returns success. A null callback means no reports.
  * Positions count from the start of the stream; its length is the stream's, else the file's; where
  * neither is known only the end is reported. Reports rise, with these exceptions: MPG_Merge reports
- * every entry, MP3_Convert every 20 pieces of sound at least, and what follows the last picture in
- * MPG_Transcode and MPG_ShiftAudio (sound, and what encoders hold back) repeats the last report, so
+ * every entry, MP3_Convert every 20 pieces of audio at least, and what follows the last picture in
+ * MPG_Transcode and MPG_ShiftAudio (audio, and what encoders hold back) repeats the last report, so
  * that it can be stopped, too.
  * A percent above the scale comes where a file is longer than it says, from MP3_Convert (whose
  * length is in whole seconds), MPG_Transcode, MPG_ShiftAudio and MPG_MergeAV when it re-encodes;
@@ -259,7 +259,7 @@ MPG_API int32_t FLV_FixDuration(const char* path) MPG_NOEXCEPT;
 /* Re-encoding. */
 
 /* Writes a file's audio as MP3. requestedBitRate: bits per second, 0 or less for the library's
- * choice. Result code; AVERROR_INVALIDDATA where no sound could be decoded. A failed conversion
+ * choice. Result code; AVERROR_INVALIDDATA where no audio could be decoded. A failed conversion
  * leaves what was written so far. */
 MPG_API int32_t MP3_Convert(const char* inputPath, const char* outputPath, int32_t requestedBitRate,
                             ProgressCallback callback, uint64_t context) MPG_NOEXCEPT;
@@ -311,9 +311,9 @@ typedef struct TranscodeParams {
 } TranscodeParams;
 
 /* Rewrites a file into another container, codec, size and bit rate. The first picture's time
- * becomes 0, and the sound moves along. Without a video stream (cover art is none), or where FFmpeg
- * knows no decoder or encoder for its codec, the sound goes alone; a video that can't be set up
- * otherwise is a failure. Of sound that is re-encoded up to 19 damaged packets may be lost.
+ * becomes 0, and the audio moves along. Without a video stream (cover art is none), or where FFmpeg
+ * knows no decoder or encoder for its codec, the audio goes alone; a video that can't be set up
+ * otherwise is a failure. Of audio that is re-encoded up to 19 damaged packets may be lost.
  * Result code; AVERROR_INVALIDDATA where nothing could be written. A failure deletes the output. */
 MPG_API int32_t MPG_Transcode(const HostString* inputPath, const HostString* outputPath,
                               const TranscodeParams* params, ProgressCallback callback,

@@ -10,7 +10,7 @@
 namespace mpg {
 namespace {
 
-constexpr int kToleratedPackets = 251;  // without a picture
+constexpr int kToleratedPackets = 251;  // without a frame
 
 bool IsUniformImage(const RgbView& image) {
   if (image.height < 1) return true;
@@ -35,8 +35,8 @@ std::int64_t EstimatedTime(const AVStream& stream, std::int64_t number) {
   return static_cast<std::int64_t>(frame * static_cast<double>(number) / tick);
 }
 
-// What a decoder may leave out ahead of the first picture that decoding can begin with. H.264's
-// shows nothing there; HEVC's shows broken predicted pictures and intra pictures.
+// What a decoder may leave out ahead of the first frame that decoding can begin with. H.264's
+// shows nothing there; HEVC's shows broken predicted frames and intra frames.
 AVDiscard DispensableAheadOfKey(AVCodecID codec) {
   if (codec == AV_CODEC_ID_H264) return AVDISCARD_NONKEY;
   return codec == AV_CODEC_ID_HEVC ? AVDISCARD_NONINTRA : AVDISCARD_DEFAULT;
@@ -102,7 +102,7 @@ bool PosterSearch::SkipToBeginning() {
     if (SkipPacket()) return true;
     const int result = Read();
     if (result >= 0) continue;
-    // The pictures that were left out would have pushed out those that wait for their turn.
+    // The frames that were left out would have pushed out those that wait for their turn.
     if (DrainToPoster()) return true;
     throw Error(result);
   }
@@ -110,23 +110,23 @@ bool PosterSearch::SkipToBeginning() {
 }
 
 bool PosterSearch::SkipPacket() {
-  const Decoded decoded = Decode(source_.Decoder(), packet_.get(), *picture_);
-  if (decoded == Decoded::kPicture) return IsPoster();
-  // HEVC's decoder would have shown the pictures that it leaves out.
+  const Decoded decoded = Decode(source_.Decoder(), packet_.get(), *frame_);
+  if (decoded == Decoded::kFrame) return IsPoster();
+  // HEVC's decoder would have shown the frames that it leaves out.
   const bool isLeftOut =
       decoded == Decoded::kNothing && source_.Decoder().skip_frame == AVDISCARD_NONINTRA;
   if (!isLeftOut) CountFruitless();
   return false;
 }
 
-// Saves decoding the pictures behind that would push the first one out. When that isn't the poster,
+// Saves decoding the frames behind that would push the first one out. When that isn't the poster,
 // the decoder starts anew and gets the same packet again.
 bool PosterSearch::IsPosterAtBeginning() {
   AVCodecContext& decoder = source_.Decoder();
   const bool mayWait = fruitless_ + decoder.has_b_frames <= kToleratedPackets;
   if (!mayWait) return false;
-  const Decoded decoded = Decode(decoder, packet_.get(), *picture_);
-  if (decoded == Decoded::kPicture && IsPoster()) return true;
+  const Decoded decoded = Decode(decoder, packet_.get(), *frame_);
+  if (decoded == Decoded::kFrame && IsPoster()) return true;
   if (DrainToPoster()) return true;
   avcodec_flush_buffers(&decoder);
   return false;
@@ -134,7 +134,7 @@ bool PosterSearch::IsPosterAtBeginning() {
 
 bool PosterSearch::DrainToPoster() {
   const AVPacket* const noMore = nullptr;
-  while (Decode(source_.Decoder(), noMore, *picture_) == Decoded::kPicture) {
+  while (Decode(source_.Decoder(), noMore, *frame_) == Decoded::kFrame) {
     if (IsPoster()) return true;
   }
   return false;
@@ -143,7 +143,7 @@ bool PosterSearch::DrainToPoster() {
 // The second phase.
 void PosterSearch::DecodeToPoster() {
   for (;; Check(Read())) {
-    if (Decode(source_.Decoder(), packet_.get(), *picture_) != Decoded::kPicture) {
+    if (Decode(source_.Decoder(), packet_.get(), *frame_) != Decoded::kFrame) {
       CountFruitless();
     } else if (IsPoster()) {
       return;
@@ -152,9 +152,9 @@ void PosterSearch::DecodeToPoster() {
 }
 
 bool PosterSearch::IsPoster() {
-  const AVPictureType type = picture_->pict_type;
+  const AVPictureType type = frame_->pict_type;
   if (type == AV_PICTURE_TYPE_P || type == AV_PICTURE_TYPE_B) return false;
-  converter_.Convert(*picture_);
+  converter_.Convert(*frame_);
   return !IsUniformImage(converter_.Image());
 }
 

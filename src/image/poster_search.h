@@ -1,4 +1,4 @@
-// The picture that stands for a video.
+// The frame that stands for a video.
 #pragma once
 
 #include <cstdint>
@@ -8,10 +8,10 @@
 
 namespace mpg {
 
-/// Finds the first picture at or behind a position that is neither predicted nor of one colour.
+/// Finds the first frame at or behind a position that is neither predicted nor of one colour.
 /// Reads on from where the source stands, without seeking.
 ///
-/// It goes in two phases. Pictures ahead of the first one that is complete in itself can't be
+/// It goes in two phases. Frames ahead of the first one that is complete in itself can't be
 /// decoded soundly, so decoders that can pass over them do so; from that one on everything is
 /// decoded.
 class PosterSearch {
@@ -22,8 +22,8 @@ class PosterSearch {
   /// long it lasts and the position isn't its start.
   PosterSearch(VideoSource& source, RgbConverter& converter, std::int32_t position);
 
-  /// Leaves the picture in the converter. Throws Error: AVERROR_UNKNOWN when too many packets
-  /// brought no picture at all, else the code with which reading ended.
+  /// Leaves the frame in the converter. Throws Error: AVERROR_UNKNOWN when too many packets
+  /// brought no frame at all, else the code with which reading ended.
   void Find();
 
   /// The same by decoding everything behind the position.
@@ -45,7 +45,7 @@ class PosterSearch {
   const std::int32_t position_;
   const std::int64_t duration_;  // in the stream's time base, or AV_NOPTS_VALUE
   const PacketPtr packet_ = MakePacket();
-  const FramePtr picture_ = MakeFrame();
+  const FramePtr frame_ = MakeFrame();
   std::int64_t packets_ = 0;
   int fruitless_ = 0;
 };

@@ -16,31 +16,31 @@ namespace {
 
 constexpr std::size_t kStride = 20;
 
-// The presentation times of packets from a key picture on, in file order.
+// The presentation times of packets from a key frame on, in file order.
 using Times = std::vector<std::int64_t>;
 
 void SeekTo(VideoSource& source, std::uint32_t second) {
   Check(SeekVideoToSecond(source.File(), source.Decoder(), source.Stream(), second));
 }
 
-// Gives the decoder packets up to the one that brings the first picture out. The times of those;
+// Gives the decoder packets up to the one that brings the first frame out. The times of those;
 // nothing unless the decoder holds back as many as it says and begins with the first packet.
-std::optional<Times> DecodeFirst(VideoSource& source, AVPacket& packet, AVFrame& picture) {
+std::optional<Times> DecodeFirst(VideoSource& source, AVPacket& packet, AVFrame& frame) {
   AVCodecContext& decoder = source.Decoder();
   Times times;
   for (;;) {
     if (source.Read(packet) < 0 || !IsKnown(packet.pts)) return std::nullopt;
     times.push_back(packet.pts);
-    const Decoded decoded = Decode(decoder, &packet, picture);
+    const Decoded decoded = Decode(decoder, &packet, frame);
     if (decoded == Decoded::kError) return std::nullopt;
     if (decoded == Decoded::kNothing) continue;
     const bool holdsBackAsSaid = std::cmp_equal(times.size(), decoder.has_b_frames + 1);
-    return holdsBackAsSaid && picture.pts == times.front() ? std::optional(times) : std::nullopt;
+    return holdsBackAsSaid && frame.pts == times.front() ? std::optional(times) : std::nullopt;
   }
 }
 
 // Adds the times of packets up to the one with which the first sample at or behind `target` comes
-// out, or the last. How many pictures are out by then; 0 when reading fails.
+// out, or the last. How many frames are out by then; 0 when reading fails.
 std::size_t ReadToDecider(VideoSource& source, AVPacket& packet, std::int64_t target,
                           Times& times) {
   const std::size_t heldBack = times.size() - 1;
@@ -55,8 +55,8 @@ std::size_t ReadToDecider(VideoSource& source, AVPacket& packet, std::int64_t ta
   }
 }
 
-// Whether the pictures come out in the order of their times, one with each packet: the times are
-// distinct, none is ahead of the key picture's, and none waits for more packets than are held back.
+// Whether the frames come out in the order of their times, one with each packet: the times are
+// distinct, none is ahead of the key frame's, and none waits for more packets than are held back.
 bool ComeOutInOrder(const Times& times, const Times& sorted, std::size_t heldBack) {
   if (times.front() != sorted.front()) return false;
   if (std::ranges::adjacent_find(sorted) != sorted.end()) return false;
@@ -72,28 +72,28 @@ bool ComeOutInOrder(const Times& times, const Times& sorted, std::size_t heldBac
   return true;
 }
 
-// Decodes again from the key picture, up to the picture of a time. Null when it doesn't come out.
+// Decodes again from the key frame, up to the frame of a time. Null when it doesn't come out.
 FramePtr DecodeTo(VideoSource& source, AVPacket& packet, const Times& times, std::int64_t wanted) {
   AVCodecContext& decoder = source.Decoder();
-  // What HEVC's decoder takes for unreferenced may be so only among pictures of one layer.
+  // What HEVC's decoder takes for unreferenced may be so only among frames of one layer.
   const bool canLeaveOut = decoder.codec_id == AV_CODEC_ID_H264;
-  FramePtr picture = MakeFrame();
+  FramePtr frame = MakeFrame();
   for (const std::int64_t time : times) {
     if (source.Read(packet) < 0 || packet.pts != time) return nullptr;
     decoder.skip_frame = canLeaveOut && time != wanted ? AVDISCARD_NONREF : AVDISCARD_DEFAULT;
-    const Decoded decoded = Decode(decoder, &packet, *picture);
+    const Decoded decoded = Decode(decoder, &packet, *frame);
     if (decoded == Decoded::kError) return nullptr;
-    if (decoded == Decoded::kPicture && picture->pts == wanted) return picture;
+    if (decoded == Decoded::kFrame && frame->pts == wanted) return frame;
     if (time == wanted) break;
   }
   const AVPacket* const noMore = nullptr;
-  while (Decode(decoder, noMore, *picture) == Decoded::kPicture) {
-    if (picture->pts == wanted) return picture;
+  while (Decode(decoder, noMore, *frame) == Decoded::kFrame) {
+    if (frame->pts == wanted) return frame;
   }
   return nullptr;
 }
 
-// Which picture of those that come out is wanted.
+// Which frame of those that come out is wanted.
 std::size_t WantedNumber(std::size_t shown, bool isReached, Side side) {
   const std::size_t last = (shown - 1) / kStride * kStride;
   return isReached && side == Side::kBefore && last > 0 ? last - kStride : last;
@@ -123,12 +123,12 @@ FramePtr TryLookAhead(VideoSource& source, std::uint32_t second, Side side) {
 }  // namespace
 
 FramePtr LookAheadForSample(VideoSource& source, std::uint32_t second, Side side) {
-  // Of these decoders it is known when pictures come out.
+  // Of these decoders it is known when frames come out.
   const AVCodecID codec = source.Decoder().codec_id;
   if (source.IsCover() || (codec != AV_CODEC_ID_H264 && codec != AV_CODEC_ID_HEVC)) return nullptr;
-  FramePtr picture = TryLookAhead(source, second, side);
+  FramePtr frame = TryLookAhead(source, second, side);
   source.Decoder().skip_frame = AVDISCARD_DEFAULT;
-  return picture;
+  return frame;
 }
 
 FramePtr DecodeToSample(VideoSource& source, std::uint32_t second, Side side) {
@@ -140,21 +140,21 @@ FramePtr DecodeToSample(VideoSource& source, std::uint32_t second, Side side) {
   }
   FramePtr before;
   const PacketPtr packet = MakePacket();
-  FramePtr picture = MakeFrame();
+  FramePtr frame = MakeFrame();
   int errors = 0;
-  std::size_t pictures = 0;
+  std::size_t frames = 0;
   for (;;) {
     const int result = source.Read(*packet);
     if (result == AVERROR_EOF && before != nullptr) return before;
     Check(result);
-    const Decoded decoded = Decode(source.Decoder(), packet.get(), *picture);
+    const Decoded decoded = Decode(source.Decoder(), packet.get(), *frame);
     if (decoded == Decoded::kError && ++errors > kToleratedErrors) throw Error(AVERROR_UNKNOWN);
-    if (decoded != Decoded::kPicture || pictures++ % kStride != 0) continue;
+    if (decoded != Decoded::kFrame || frames++ % kStride != 0) continue;
     // An unknown time stamp is smaller than any other.
     if (packet->pts >= target) {
-      return side == Side::kBefore && before != nullptr ? std::move(before) : std::move(picture);
+      return side == Side::kBefore && before != nullptr ? std::move(before) : std::move(frame);
     }
-    before = std::exchange(picture, MakeFrame());
+    before = std::exchange(frame, MakeFrame());
   }
 }
 

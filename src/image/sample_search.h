@@ -1,4 +1,4 @@
-// The picture of a video at a time.
+// The frame of a video at a time.
 #pragma once
 
 #include <cstdint>
@@ -7,12 +7,12 @@
 
 namespace mpg {
 
-/// Samples are every 20th picture from the key picture at or ahead of a second on.
+/// Samples are every 20th frame from the key frame at or ahead of a second on.
 enum class Side { kBefore, kBehind };
 
 /// The last sample ahead of a second or the first that isn't; where that one is missing, the other.
-/// A sample lies where decoding is when it comes out, as many pictures on as the decoder holds
-/// back. Of cover art its one picture. Throws Error with the code with which reading ended, or
+/// A sample lies where decoding is when it comes out, as many frames on as the decoder holds
+/// back. Of cover art its one frame. Throws Error with the code with which reading ended, or
 /// AVERROR_UNKNOWN when too many packets can't be decoded.
 FramePtr FindSample(VideoSource& source, std::uint32_t second, Side side);
 
@@ -20,7 +20,7 @@ FramePtr FindSample(VideoSource& source, std::uint32_t second, Side side);
 FramePtr DecodeToSample(VideoSource& source, std::uint32_t second, Side side);
 
 /// The same by reading ahead and decoding only what the sample needs; null where it isn't certain
-/// that this gives the same picture.
+/// that this gives the same frame.
 FramePtr LookAheadForSample(VideoSource& source, std::uint32_t second, Side side);
 
 }  // namespace mpg

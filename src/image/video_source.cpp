@@ -18,7 +18,7 @@ const AVStream& FindVideo(const Input& input) {
 }  // namespace
 
 VideoSource::VideoSource(const char* path) : input_(path), stream_(FindVideo(input_)) {
-  input_.ReadOnly(stream_);
+  input_.SelectStreams(stream_);
   decoder_ = OpenDecoder(*stream_.codecpar);
   if (decoder_->width == 0 || decoder_->height == 0) throw Error(AVERROR_UNKNOWN);
 }
@@ -27,11 +27,11 @@ bool VideoSource::IsCover() const {
   return IsCoverArt(stream_);
 }
 
-Decoded Decode(AVCodecContext& decoder, const AVPacket* packet, AVFrame& picture) {
+Decoded Decode(AVCodecContext& decoder, const AVPacket* packet, AVFrame& frame) {
   const int sent = RequireMemory(avcodec_send_packet(&decoder, packet));
   if (sent < 0 && sent != AVERROR_EOF) return Decoded::kError;
-  const int received = RequireMemory(avcodec_receive_frame(&decoder, &picture));
-  if (received >= 0) return Decoded::kPicture;
+  const int received = RequireMemory(avcodec_receive_frame(&decoder, &frame));
+  if (received >= 0) return Decoded::kFrame;
   return received == AVERROR(EAGAIN) ? Decoded::kNothing : Decoded::kError;
 }
 

@@ -1,4 +1,4 @@
-// The video of a file that pictures are taken from.
+// The video of a file that frames are taken from.
 #pragma once
 
 #include "media/codec.h"
@@ -14,7 +14,7 @@ class VideoSource {
 
   Input& File() { return input_; }
   const AVStream& Stream() const { return stream_; }
-  /// Cover art is one picture, read at the start, that belongs to no time.
+  /// Cover art is one frame, read at the start, that belongs to no time.
   bool IsCover() const;
   AVCodecContext& Decoder() const { return *decoder_; }
 
@@ -27,9 +27,9 @@ class VideoSource {
   CodecPtr decoder_;
 };
 
-enum class Decoded { kPicture, kNothing, kError };
+enum class Decoded { kFrame, kNothing, kError };
 
-/// One packet in (null: there are no more), at most one picture out.
-Decoded Decode(AVCodecContext& decoder, const AVPacket* packet, AVFrame& picture);
+/// One packet in (null: there are no more), at most one frame out.
+Decoded Decode(AVCodecContext& decoder, const AVPacket* packet, AVFrame& frame);
 
 }  // namespace mpg

@@ -1,8 +1,8 @@
 // How much of a file is examined before its packets are read.
 //
 // Whole: what FFmpeg reads and decodes of its own accord. Exact for every file, and dear: up to 20
-// pictures are decoded to learn how far decoding is ahead of showing, from which FFmpeg makes
-// decoding times that a file leaves out, and what the pictures' pixels are.
+// frames are decoded to learn how far decoding is ahead of showing, from which FFmpeg makes
+// decoding times that a file leaves out, and what the frames' pixels are.
 //
 // Without decoding: no frame of H.264 is decoded (other codecs' are rarely); packets and parameters
 // are the same to the last bit, what the decoder would tell coming from the head of the first slice

@@ -13,7 +13,7 @@ namespace {
 // A stream without any packet must not hold up the others for ever.
 constexpr std::size_t kMostPackets = 300;
 
-// Sound in frames of one length, a chunk each. What a source says of bytes would make players count
+// Audio in frames of one length, a chunk each. What a source says of bytes would make players count
 // bytes instead.
 bool HasFramePerChunk(AVCodecID codecId) {
   constexpr AVCodecID kFramed[] = {AV_CODEC_ID_MP2, AV_CODEC_ID_MP3,  AV_CODEC_ID_AAC,
@@ -75,7 +75,7 @@ std::deque<PacketPtr> MakeSilence(const AVCodecParameters& parameters, const AVO
   return silence;
 }
 
-PacketPtr MakeEmptyPicture() {
+PacketPtr MakeEmptyFrame() {
   PacketPtr packet = MakePacket();
   Check(av_new_packet(packet.get(), 0));
   return packet;
@@ -134,23 +134,23 @@ void AviTicks::Begin() {
 }
 
 void AviTicks::FillStart(const AVStream& stream, const Track& track) {
-  const bool isSound = stream.codecpar->codec_type == AVMEDIA_TYPE_AUDIO;
+  const bool isAudio = stream.codecpar->codec_type == AVMEDIA_TYPE_AUDIO;
   const AVRational clock{1, stream.codecpar->sample_rate};
   const std::int64_t ticks = track.start - track.offset;
   if (ticks <= 0) return;
   std::deque<PacketPtr> filling;
-  if (isSound) {
+  if (isAudio) {
     filling = MakeSilence(*stream.codecpar, *format_->oformat,
                           av_rescale_q(ticks, stream.time_base, clock));
   } else {
-    // The muxer repeats it up to the first picture.
-    filling.push_back(MakeEmptyPicture());
+    // The muxer repeats it up to the first frame.
+    filling.push_back(MakeEmptyFrame());
   }
   std::int64_t time = track.offset - track.lag;
   for (PacketPtr& packet : filling) {
     packet->stream_index = stream.index;
     packet->pts = packet->dts = time;
-    if (isSound) time += RescaleTime(packet->duration, clock, stream.time_base);
+    if (isAudio) time += RescaleTime(packet->duration, clock, stream.time_base);
     filling_.push_back(std::move(packet));
   }
 }

@@ -10,8 +10,8 @@
 namespace mpg {
 
 /// AVI holds no time stamps: the n-th chunk of a stream is its n-th tick. Packets go to the next
-/// free tick; a stream that starts later than another gets empty pictures or silence ahead of it.
-/// The first picture of a stream is shown at its first tick, whatever is decoded ahead.
+/// free tick; a stream that starts later than another gets empty frames or silence ahead of it.
+/// The first frame of a stream is shown at its first tick, whatever is decoded ahead.
 class AviTicks {
  public:
   /// Before the header; the container must outlive the object.
@@ -30,7 +30,7 @@ class AviTicks {
  private:
   struct Track {
     std::int64_t start = AV_NOPTS_VALUE;  // of the first packet, when it is to be seen or heard
-    std::int64_t lag = 0;                 // from decoding to showing the first picture
+    std::int64_t lag = 0;                 // from decoding to showing the first frame
     std::int64_t offset = 0;              // tick 0
     std::int64_t last = -1;               // the tick taken last
   };

@@ -14,7 +14,7 @@ std::span<const AVPixelFormat> PixelFormats(const AVCodec& codec);
 std::span<const int> SampleRates(const AVCodec& codec);
 std::span<const AVChannelLayout> ChannelLayouts(const AVCodec& codec);
 
-/// Pictures a second, as r_frame_rate tells them, of which newer versions count fields where a
+/// Frames a second, as r_frame_rate tells them, of which newer versions count fields where a
 /// stream has no time stamps, such as raw H.264. 0/0 where unknown.
 AVRational RealFrameRate(const AVStream& stream);
 

@@ -111,12 +111,12 @@ Kind HevcKind(Bytes slice, std::span<const Bytes> sets) {
   return KindOf(bits.Unsigned() == kB);
 }
 
-// The picture's header, of type 0, tells.
-Kind Mpeg2Kind(Bytes picture, std::span<const Bytes> /*sets*/) {
+// The frame's header, of type 0, tells.
+Kind Mpeg2Kind(Bytes frame, std::span<const Bytes> /*sets*/) {
   constexpr std::size_t kHeader = 3;
-  if (picture.size() < kHeader || picture[0] != 0) return Kind::kUnclear;
+  if (frame.size() < kHeader || frame[0] != 0) return Kind::kUnclear;
   constexpr int kB = 3;
-  return KindOf((picture[2] >> 3 & 7) == kB);
+  return KindOf((frame[2] >> 3 & 7) == kB);
 }
 
 }  // namespace

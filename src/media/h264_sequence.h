@@ -7,7 +7,7 @@
 
 namespace mpg {
 
-/// By how many pictures decoding is ahead of showing. Nothing unless the parameter set, without its
+/// By how many frames decoding is ahead of showing. Nothing unless the parameter set, without its
 /// start code, says so.
 std::optional<int> AnnouncedDelay(std::span<const std::uint8_t> sequence);
 

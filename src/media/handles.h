@@ -35,8 +35,8 @@ using ScalerPtr = std::unique_ptr<SwsContext, Deleter<sws_freeContext>>;
 using ResamplerPtr = std::unique_ptr<SwrContext, Deleter<swr_free>>;
 using AudioFifoPtr = std::unique_ptr<AVAudioFifo, Deleter<av_audio_fifo_free>>;
 using BytesPtr = std::unique_ptr<std::uint8_t, Deleter<av_free>>;
-using InputFormatPtr = std::unique_ptr<AVFormatContext, Deleter<avformat_close_input>>;
-using OutputFormatPtr = std::unique_ptr<AVFormatContext, Deleter<avformat_free_context>>;
+using InputContextPtr = std::unique_ptr<AVFormatContext, Deleter<avformat_close_input>>;
+using OutputContextPtr = std::unique_ptr<AVFormatContext, Deleter<avformat_free_context>>;
 
 /// An empty packet; throws Error(ENOMEM).
 inline PacketPtr MakePacket() {

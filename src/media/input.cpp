@@ -78,7 +78,7 @@ OpenedFile::OpenedFile(const char* path, std::span<const std::uint8_t> prefix) {
   Check(input.Open(path, platform::Access::kRead));
   io_ = std::make_unique<FileIo>(std::move(input), FileIo::Direction::kRead, prefix);
   const AVInputFormat* const demuxer = FindDemuxer(*io_, path);
-  InputFormatPtr context(CheckAllocated(avformat_alloc_context()));
+  InputContextPtr context(CheckAllocated(avformat_alloc_context()));
   io_->Serve(*context);
   // FFmpeg frees it where it fails.
   AVFormatContext* opened = context.release();
@@ -88,7 +88,7 @@ OpenedFile::OpenedFile(const char* path, std::span<const std::uint8_t> prefix) {
 }
 
 Input::Input(Unexamined, OpenedFile&& file)
-    : io_(std::move(file.io_)), format_(std::move(file.format_)), pictureTimes_(*format_) {}
+    : io_(std::move(file.io_)), format_(std::move(file.format_)), frameTimes_(*format_) {}
 
 bool Input::Examine(AVDictionary** options) {
   const int result = avformat_find_stream_info(format_.get(), options);
@@ -191,7 +191,7 @@ std::int64_t Input::StreamSize(const AVStream& stream) const {
                                   whole);
 }
 
-void Input::ReadOnly(std::initializer_list<int> streamIndexes) {
+void Input::SelectStreams(std::initializer_list<int> streamIndexes) {
   onlyStreams_ = streamIndexes;
   for (AVStream* stream : Streams()) {
     stream->discard =
@@ -227,12 +227,12 @@ int Input::ReadWanted(AVPacket& packet) {
 
 int Input::Read(AVPacket& packet) {
   av_packet_unref(&packet);
-  while (!pictureTimes_.Take(packet)) {
+  while (!frameTimes_.Take(packet)) {
     if (readResult_ < 0) return std::exchange(readResult_, 0);
     readResult_ = ReadWanted(packet);
     if (readResult_ < 0) {
-      pictureTimes_.End();
-    } else if (!pictureTimes_.Hold(packet)) {
+      frameTimes_.End();
+    } else if (!frameTimes_.Hold(packet)) {
       return 0;
     }
   }
@@ -240,7 +240,7 @@ int Input::Read(AVPacket& packet) {
 }
 
 int Input::Seek(const AVStream& stream, std::int64_t timeStamp, int flags) {
-  pictureTimes_.Reset();
+  frameTimes_.Reset();
   readAhead_.clear();
   readResult_ = 0;
   return av_seek_frame(format_.get(), stream.index, timeStamp, flags);

@@ -11,8 +11,8 @@
 #include <vector>
 
 #include "media/file_io.h"
+#include "media/frame_times.h"
 #include "media/handles.h"
-#include "media/picture_times.h"
 
 namespace mpg {
 
@@ -39,7 +39,7 @@ class OpenedFile {
  private:
   friend class Input;
   std::unique_ptr<FileIo> io_;
-  InputFormatPtr format_;
+  InputContextPtr format_;
 };
 
 /// How much of a file is examined before its packets are read: media/analysis.h has the reasons.
@@ -99,17 +99,17 @@ class Input {
 
   /// From now on Read hands on packets of these streams alone; the demuxer skips the others' bytes
   /// where it can.
-  void ReadOnly(std::initializer_list<int> streamIndexes);
-  void ReadOnly(const AVStream& stream) { ReadOnly({stream.index}); }
+  void SelectStreams(std::initializer_list<int> streamIndexes);
+  void SelectStreams(const AVStream& stream) { SelectStreams({stream.index}); }
 
   /// As av_seek_frame, and what was read ahead is forgotten.
   [[nodiscard]] int Seek(const AVStream& stream, std::int64_t timeStamp, int flags);
 
-  /// After a seek between key pictures: Read passes over this stream's packets up to the next one.
-  void SkipToKeyPicture(const AVStream& stream) { skippedStream_ = stream.index; }
+  /// After a seek between key frames: Read passes over this stream's packets up to the next one.
+  void SkipToKeyFrame(const AVStream& stream) { skippedStream_ = stream.index; }
 
   /// Reads the next packet into an empty or used one. 0, or AVERROR_EOF at the end (of which FFmpeg
-  /// has two forms), or another negative code. After a failure the packet is empty. Pictures that
+  /// has two forms), or another negative code. After a failure the packet is empty. Frames that
   /// can't be told when they are shown keep an unknown presentation time: decoders tell by the
   /// decoding time.
   [[nodiscard]] int Read(AVPacket& packet);
@@ -127,10 +127,10 @@ class Input {
   int ReadNext(AVPacket& packet);
 
   std::unique_ptr<FileIo> io_;
-  InputFormatPtr format_;
+  InputContextPtr format_;
   std::vector<int> onlyStreams_;  // empty: all
-  int skippedStream_ = kNone;     // up to its next key picture
-  PictureTimes pictureTimes_;
+  int skippedStream_ = kNone;     // up to its next key frame
+  FrameTimes frameTimes_;
   Analysis analysis_ = Analysis::kWhole;
   std::deque<PacketPtr> readAhead_;
   int readResult_ = 0;  // not handed on yet: what was read before it comes first

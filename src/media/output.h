@@ -107,7 +107,7 @@ class Output {
   bool deleteFile_ = false;
   bool hasPackets_ = false;
   std::optional<FileIo> io_;
-  OutputFormatPtr format_;
+  OutputContextPtr format_;
   std::optional<AviTicks> aviTicks_;             // none: another container
   std::vector<BitstreamFilterPtr> repackagers_;  // by stream index; most are null
 };

@@ -15,7 +15,7 @@ int Seek(Input& input, AVCodecContext& decoder, const AVStream& stream, std::int
 }
 
 enum class Landing {
-  kAtKey,    // a key picture follows that isn't later than the time wanted
+  kAtKey,    // a key frame follows that isn't later than the time wanted
   kBetween,  // none does
   kAtStart   // none does, and nothing lies further ahead
 };
@@ -36,7 +36,7 @@ Landing LandingOf(Input& input, const AVStream& stream, std::int64_t wanted) {
   return isAtStart ? Landing::kAtStart : Landing::kBetween;
 }
 
-// For streams in which no packet counts as a key picture: the decoder finds out where it can begin.
+// For streams in which no packet counts as a key frame: the decoder finds out where it can begin.
 // Transport and program streams are read from their first byte on.
 int SeekToStart(Input& input, AVCodecContext& decoder, const AVStream& stream) {
   const bool hasBytes = (input.Context()->iformat->flags & AVFMT_TS_DISCONT) != 0;
@@ -72,13 +72,13 @@ int SeekVideoToSecond(Input& input, AVCodecContext& decoder, const AVStream& str
     landing = LandingOf(input, stream, wanted);
     result = seek(timeStamp, AVSEEK_FLAG_BACKWARD);
     if (landing == Landing::kAtKey) {
-      input.SkipToKeyPicture(stream);
+      input.SkipToKeyFrame(stream);
       return result;
     }
   }
   const bool isAtStart = earliest == 0 || landing == Landing::kAtStart;
   if (isAtStart && result >= 0) {
-    // Decoding starts ahead of the first picture's time.
+    // Decoding starts ahead of the first frame's time.
     const std::int64_t secondOfTicks = av_rescale(1, stream.time_base.den, stream.time_base.num);
     const std::int64_t ahead = TimeStampAt(stream, 0) - secondOfTicks;
     seek(ahead, AVSEEK_FLAG_BACKWARD);

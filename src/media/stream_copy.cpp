@@ -52,10 +52,10 @@ void CopyPresentation(const AVStream& source, AVStream& target) {
 AVRational FrameRate(const AVStream& source) {
   constexpr AVRational kFallback{25, 1};
   constexpr double kImplausible = 1000;
-  // AVI's ticks may be half pictures, which it announces as its pictures.
-  const double ticks = av_q2d(source.avg_frame_rate), pictures = av_q2d(source.r_frame_rate);
-  const bool countsHalves = pictures > 0 && ticks / pictures > 1.5;
-  if (countsHalves && pictures < kImplausible) return source.r_frame_rate;
+  // AVI's ticks may be half frames, which it announces as its frames.
+  const double ticks = av_q2d(source.avg_frame_rate), frames = av_q2d(source.r_frame_rate);
+  const bool countsHalves = frames > 0 && ticks / frames > 1.5;
+  if (countsHalves && frames < kImplausible) return source.r_frame_rate;
   for (const AVRational rate : {source.avg_frame_rate, source.r_frame_rate}) {
     if (rate.num > 0 && rate.den > 0 && av_q2d(rate) < kImplausible) return rate;
   }
@@ -64,11 +64,11 @@ AVRational FrameRate(const AVStream& source) {
 
 void GiveDuration(AVPacket& packet, const AVStream& source, const AVStream& target) {
   if (packet.duration > 0) return;
-  const std::int64_t picture = av_rescale_q(1, av_inv_q(FrameRate(source)), target.time_base);
-  packet.duration = std::max<std::int64_t>(picture, 1);
+  const std::int64_t frame = av_rescale_q(1, av_inv_q(FrameRate(source)), target.time_base);
+  packet.duration = std::max<std::int64_t>(frame, 1);
 }
 
-AVRational PictureTimeBase(const AVOutputFormat& muxer, const AVStream& source) {
+AVRational VideoTimeBase(const AVOutputFormat& muxer, const AVStream& source) {
   return IsAvi(muxer) ? av_inv_q(FrameRate(source)) : source.time_base;
 }
 
@@ -78,7 +78,7 @@ CopiedStream AddDecodableVideoStream(Output& output, const Input& input) {
 
 CopiedStream AddVideoStreamFromFile(Output& output, const Input& input) {
   const auto [source, target] = AddVideoTwin(output, input, avcodec_find_encoder);
-  target->time_base = PictureTimeBase(*output.Context()->oformat, *source);
+  target->time_base = VideoTimeBase(*output.Context()->oformat, *source);
   return {source, target};
 }
 
@@ -93,7 +93,7 @@ CopiedStream AddCopiedVideoStream(Output& output, const Input& input) {
   const auto [source, target] = AddVideoTwin(output, input, avcodec_find_encoder);
   // Other muxers choose their own.
   const AVOutputFormat& muxer = *output.Context()->oformat;
-  if (IsAvi(muxer)) target->time_base = PictureTimeBase(muxer, *source);
+  if (IsAvi(muxer)) target->time_base = VideoTimeBase(muxer, *source);
   return {source, target};
 }
 

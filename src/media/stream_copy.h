@@ -12,22 +12,22 @@ struct CopiedStream {
   AVStream* target;
 };
 
-/// Pictures a second, as far as the file tells; else 25.
+/// Frames a second, as far as the file tells; else 25.
 AVRational FrameRate(const AVStream& source);
 
-/// Lets a copied picture that tells no duration last for one picture, where the last of a file
+/// Lets a copied frame that tells no duration last for one frame, where the last of a file
 /// would else last for nothing, and MP4 players skip it. Behind MovePacket.
 void GiveDuration(AVPacket& packet, const AVStream& source, const AVStream& target);
 
-/// The time base to ask a muxer for: the source's, but one picture for AVI, which counts them.
-AVRational PictureTimeBase(const AVOutputFormat& muxer, const AVStream& source);
+/// The time base to ask a muxer for: the source's, but one frame for AVI, which counts them.
+AVRational VideoTimeBase(const AVOutputFormat& muxer, const AVStream& source);
 
 /// Adds a twin of the input's first video stream. Throws Error: MPG_ERR_VIDEO_STREAM_NOT_FOUND;
 /// AVERROR_UNKNOWN when FFmpeg has no encoder for the codec (none is used) or no stream can be
 /// made; else FFmpeg's code.
 CopiedStream AddCopiedVideoStream(Output& output, const Input& input);
 
-/// The same, and the muxer is asked for the stream's time base (PictureTimeBase).
+/// The same, and the muxer is asked for the stream's time base (VideoTimeBase).
 CopiedStream AddVideoStreamFromFile(Output& output, const Input& input);
 
 /// For the input's first video stream, an empty output stream that is yet to be described. Throws
@@ -37,7 +37,7 @@ CopiedStream AddReencodedVideoStream(Output& output, const Input& input);
 /// As AddCopiedVideoStream, but AVERROR_UNKNOWN when FFmpeg has no decoder for the codec.
 CopiedStream AddDecodableVideoStream(Output& output, const Input& input);
 
-/// Hands on what belongs to the picture but isn't in the codec parameters: pixel shape, rotation,
+/// Hands on what belongs to the video but isn't in the codec parameters: pixel aspect, rotation,
 /// HDR. Throws Error(ENOMEM).
 void CopyPresentation(const AVStream& source, AVStream& target);
 

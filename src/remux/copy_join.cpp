@@ -73,7 +73,7 @@ class CopyJoin {
   using Kind = JoinGuard::Kind;
 
   static Track MakeTrack(Input& input, CopiedStream stream, Kind kind) {
-    input.ReadOnly(*stream.source);
+    input.SelectStreams(*stream.source);
     return {.input = input,
             .source = *stream.source,
             .target = *stream.target,

@@ -8,7 +8,7 @@
 
 namespace mpg {
 
-/// Number of bytes in front of a file's first tag with pictures or sound: the file header, script
+/// Number of bytes in front of a file's first tag with video or audio: the file header, script
 /// tags, and the tags that carry an AAC or AVC decoder's set-up. Nothing when the file can't be
 /// read that far or isn't made of FLV tags.
 std::optional<std::int64_t> FindFlvMediaStart(platform::File& file);

@@ -26,7 +26,7 @@ class ReencodeJoin {
     const std::int64_t bitRate = audio_.input.BitRate();
     audio_.encoder->bit_rate = bitRate != 0 ? bitRate : kFallbackBitRate;
     OpenAudioEncoder(audio_, output_);
-    videoInput_.ReadOnly(*video_.source);
+    videoInput_.SelectStreams(*video_.source);
   }
 
   void Run() {

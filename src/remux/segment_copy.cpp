@@ -83,7 +83,7 @@ SegmentResult SegmentCopier::Copy(Input& input) {
     return {.code = video.source == nullptr ? MPG_ERR_VIDEO_STREAM_NOT_FOUND : AVERROR_UNKNOWN};
   }
   TakeOverParameters(input);
-  input.ReadOnly({IndexOf(video.source), IndexOf(segment.audio.source)});
+  input.SelectStreams({IndexOf(video.source), IndexOf(segment.audio.source)});
   segment.result.code = CopyPackets(segment);
   Begin(segment);
   // Often taken for the end.
@@ -109,14 +109,14 @@ SegmentCopier::Segment SegmentCopier::Examine(Input& input) {
 }
 
 int SegmentCopier::CopyPackets(Segment& segment) {
-  constexpr int kPacketsOfASoundSegment = 10;
+  constexpr int kPacketsOfAHealthySegment = 10;
   BrokenData brokenData;
   for (;;) {
     const int read = segment.input.Read(*packet_);
     if (read == AVERROR_EOF) return 0;
-    const bool isSound = segment.video.packets > kPacketsOfASoundSegment ||
-                         segment.audio.packets > kPacketsOfASoundSegment;
-    if (read == AVERROR_INVALIDDATA && isSound && brokenData.MayBePassed(segment.input)) {
+    const bool isHealthy = segment.video.packets > kPacketsOfAHealthySegment ||
+                           segment.audio.packets > kPacketsOfAHealthySegment;
+    if (read == AVERROR_INVALIDDATA && isHealthy && brokenData.MayBePassed(segment.input)) {
       segment.result.isComplete = false;
       continue;
     }

@@ -46,7 +46,7 @@ bool TryAdd(AddStream addStream, Output& output, const Input& input) try {
   return false;
 }
 
-// Later segments may bring other parameter sets between their pictures: with this tag MP4 keeps
+// Later segments may bring other parameter sets between their frames: with this tag MP4 keeps
 // them there.
 void KeepParameterSets(AVCodecParameters& parameters) {
   const bool hasStartCodes = parameters.extradata_size > 0 && parameters.extradata[0] != 1;

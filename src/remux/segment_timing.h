@@ -23,7 +23,7 @@ class MonotonicGuard {
 /// Where the video and the audio of each segment are put behind those of the segments before.
 ///
 /// Every stream gets one offset for a segment, so that its packets keep their distances and the
-/// order of their pictures. It stays where the stream's times go on across the border; behind a
+/// order of their frames. It stays where the stream's times go on across the border; behind a
 /// jump forward it is none, or what closes the gap; where times start again or overlap it puts the
 /// first packet behind the last one. Borders are measured in decoding times. Then the streams are
 /// kept together: one that would be a tenth of a second or more ahead waits for the other.

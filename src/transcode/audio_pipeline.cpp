@@ -65,12 +65,12 @@ AudioPipeline::AudioPipeline(AudioReencode& audio, Output& output, int tolerated
   resampler_ = std::move(resampler);
   fifo_ = std::move(fifo);
   encoderFrame_ = MakeAudioFrame(*audio.encoder, FrameSize());
-  audio_.input.ReadOnly(*audio_.source);
+  audio_.input.SelectStreams(*audio_.source);
 }
 
 void AudioPipeline::KeepTogetherWith(int stream) {
   const bool mayJump = (audio_.input.Context()->iformat->flags & AVFMT_TS_DISCONT) != 0;
-  if (mayJump) audio_.input.ReadOnly({audio_.source->index, stream});
+  if (mayJump) audio_.input.SelectStreams({audio_.source->index, stream});
 }
 
 int AudioPipeline::FrameSize() const {

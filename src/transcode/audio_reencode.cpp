@@ -119,7 +119,7 @@ ResamplerPtr CreateResampler(const SampleLayout& from, const SampleLayout& to) {
   Check(result);
   CheckAllocated(resampler.get());
   // FFmpeg adds floating-point channels up until they clip; what is in the middle of a stereo
-  // picture would come out 3 dB louder in mono.
+  // image would come out 3 dB louder in mono.
   if (from.channels == 2 && to.channels == 1) {
     Check(av_opt_set_double(resampler.get(), "rematrix_maxval", 1.0, 0));
   }

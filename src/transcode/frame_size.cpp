@@ -34,7 +34,7 @@ std::int32_t Grown(std::int32_t side, std::int32_t smallest, std::int32_t multip
 }
 
 // The sides' proportion, but for what one step of either side makes up.
-bool IsUniform(PictureSize from, PictureSize to, PictureSize step) {
+bool IsUniform(FrameSize from, FrameSize to, FrameSize step) {
   const std::int64_t crossed = std::int64_t{to.width} * from.height;
   const std::int64_t expected = std::int64_t{to.height} * from.width;
   const std::int64_t difference = std::abs(crossed - expected);
@@ -42,7 +42,7 @@ bool IsUniform(PictureSize from, PictureSize to, PictureSize step) {
          difference < std::int64_t{step.height} * from.width;
 }
 
-AVRational ReshapedPixel(const FrameShape& source, PictureSize size, AVCodecID codecId) {
+AVRational ReshapedPixel(const FrameShape& source, FrameSize size, AVCodecID codecId) {
   constexpr AVCodecID kOfEightBits[] = {AV_CODEC_ID_MPEG4, AV_CODEC_ID_H263, AV_CODEC_ID_H263P};
   const std::int64_t limit = std::ranges::count(kOfEightBits, codecId) > 0 ? 255 : 65535;
   AVRational aspect = source.pixelAspect.num > 0 ? source.pixelAspect : AVRational{1, 1};
@@ -60,16 +60,16 @@ bool HasWholeFields(int height, AVPixelFormat format) {
   return hasLines && height % (kFields << description->log2_chroma_h) == 0;
 }
 
-FrameShape FitFrame(const FrameShape& source, PictureSize wanted, AVCodecID codecId,
+FrameShape FitFrame(const FrameShape& source, FrameSize wanted, AVCodecID codecId,
                     AVPixelFormat format, bool hasFields) {
-  const bool isKept = wanted == PictureSize{0, 0} || wanted == source.size;
+  const bool isKept = wanted == FrameSize{0, 0} || wanted == source.size;
   const bool isPossible =
       source.size.width > 0 && source.size.height > 0 && wanted.width >= 0 && wanted.height >= 0;
   if (!isPossible) throw Error(AVERROR(EINVAL));
   const SizeRule* const rule = FindRule(codecId);
-  PictureSize size = isKept ? source.size : wanted;
+  FrameSize size = isKept ? source.size : wanted;
   if (codecId == AV_CODEC_ID_H263) size = SnapH263Size(size);
-  PictureSize step{1, 1};
+  FrameSize step{1, 1};
   if (const auto* const description = av_pix_fmt_desc_get(format)) {
     step = {1 << description->log2_chroma_w, 1 << description->log2_chroma_h};
   }

@@ -7,7 +7,7 @@
 namespace mpg {
 
 struct FrameShape {
-  PictureSize size;
+  FrameSize size;
   AVRational pixelAspect;  // 0/1: unknown
 };
 
@@ -19,7 +19,7 @@ bool HasWholeFields(int height, AVPixelFormat format);
 /// codec takes at all; a size that is kept grows only where the codec demands it. The pixels'
 /// aspect changes where the sides are scaled differently by more than that. Throws Error(EINVAL)
 /// for sizes below 0 and frames of no size.
-FrameShape FitFrame(const FrameShape& source, PictureSize wanted, AVCodecID codecId,
+FrameShape FitFrame(const FrameShape& source, FrameSize wanted, AVCodecID codecId,
                     AVPixelFormat format, bool hasFields);
 
 }  // namespace mpg

@@ -17,7 +17,7 @@ SameContainerCopy::SameContainerCopy(const char* inputPath, const char* outputPa
       audio_(AddAudio(output_, inputPath)),
       video_(use == VideoUse::kCopied ? AddVideoStreamFromFile(output_, audio_.input)
                                       : AddReencodedVideoStream(output_, audio_.input)) {
-  audio_.input.ReadOnly({audio_.source->index, video_.source->index});
+  audio_.input.SelectStreams({audio_.source->index, video_.source->index});
 }
 
 void SameContainerCopy::ReadPackets(const std::function<bool(AVPacket&)>& take) {
@@ -33,7 +33,7 @@ void SameContainerCopy::ReadPackets(const std::function<bool(AVPacket&)>& take) 
 
 void SameContainerCopy::EndVideo() {
   hasVideoEnded_ = true;
-  File().ReadOnly(*audio_.source);
+  File().SelectStreams(*audio_.source);
 }
 
 void SameContainerCopy::Write(AVPacket& packet, std::int64_t delay, AVRational base) {
@@ -41,7 +41,7 @@ void SameContainerCopy::Write(AVPacket& packet, std::int64_t delay, AVRational b
   const AVStream& source = isAudio ? *audio_.source : *video_.source;
   const AVStream& target = isAudio ? *audio_.target : *video_.target;
   MovePacket(packet, source, target);
-  // A tick of sound in AVI is a whole frame.
+  // A tick of audio in AVI is a whole frame.
   const bool isCoarse = av_q2d(target.time_base) > 0.001;
   const AVRounding rounding = isCoarse ? AV_ROUND_NEAR_INF : AV_ROUND_ZERO;
   DelayPacket(packet, av_rescale_q_rnd(delay, base, target.time_base, rounding));

@@ -1,5 +1,5 @@
 // What trimming, cropping and shifting have in common: a new file of the container that the input's
-// name suggests, with the input's sound as its first stream and the input's video as its second.
+// name suggests, with the input's audio as its first stream and the input's video as its second.
 #pragma once
 
 #include <functional>
@@ -20,7 +20,7 @@ class SameContainerCopy {
   SameContainerCopy(const char* inputPath, const char* outputPath,
                     VideoUse use = VideoUse::kCopied);
 
-  /// The video and the sound in the order of the file; both streams come from this one input.
+  /// The video and the audio in the order of the file; both streams come from this one input.
   Input& File() { return audio_.input; }
   const CopiedStream& Video() const { return video_; }
   Output& Target() { return output_; }
@@ -33,7 +33,7 @@ class SameContainerCopy {
   /// that it wants no more. Throws Error where the file can't be read, or what `take` throws.
   void ReadPackets(const std::function<bool(AVPacket&)>& take);
 
-  /// From now on only the sound is read. What still comes of the pictures doesn't wait for it.
+  /// From now on only the audio is read. What still comes of the frames doesn't wait for it.
   void EndVideo();
 
   /// Moves a packet's time stamps into its output stream, later by a time that counts in `base`,

@@ -5,7 +5,7 @@
 #include "media/continuous_clock.h"
 #include "probe/output_formats.h"
 #include "transcode/transcode_audio.h"
-#include "transcode/transcode_pictures.h"
+#include "transcode/transcode_video.h"
 
 namespace mpg {
 namespace {
@@ -18,7 +18,7 @@ const AVOutputFormat& FindMuxer(const std::string& inputPath, const std::string&
   return MuxerByName(format->muxer);
 }
 
-// Audio containers hold pictures as cover art at best.
+// Audio containers hold video as cover art at best.
 bool HoldsVideo(const AVOutputFormat& muxer) {
   return muxer.video_codec != AV_CODEC_ID_NONE && muxer.video_codec != AV_CODEC_ID_PNG;
 }
@@ -62,7 +62,7 @@ class Transcode {
   void Start() {
     const AVStream& leading = video_ ? video_->Source() : audio_.Source();
     progress_.Follow(leading, Packets());
-    Packets().ReadOnly({leading.index, audio_.Source().index});
+    Packets().SelectStreams({leading.index, audio_.Source().index});
     audio_.Start(StartOf(leading), leading.time_base, video_ ? &leading : nullptr);
     if (video_) video_->Start(StartOf(leading));
   }
@@ -103,7 +103,7 @@ class Transcode {
   Output output_;
   TranscodeAudio audio_;
   std::optional<Input> videoInput_;
-  std::optional<TranscodePictures> video_;  // none: the audio goes alone
+  std::optional<TranscodeVideo> video_;  // none: the audio goes alone
   ContinuousClock clock_;
   PacketPtr packet_ = MakePacket();
 };

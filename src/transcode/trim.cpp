@@ -26,7 +26,7 @@ class Trim {
         source_(*copy_.Video().source),
         decoder_(OpenVideoDecoder(source_)),
         encoder_(OpenSameCodec()),
-        pictures_(*encoder_, copy_.Target(), source_, *copy_.Video().target),
+        frames_(*encoder_, copy_.Target(), source_, *copy_.Video().target),
         startSecond_(startSecond),
         start_(TimeStampAt(source_, startSecond)),
         end_(TimeStampAt(source_, endSecond)) {}
@@ -58,18 +58,18 @@ class Trim {
                                          .muxer = muxer,
                                          .fileBitRate = copy_.File().BitRate()});
     OpenEncoder(*encoder, muxer);
-    DescribeVideoEncoder(*encoder, source_, muxer, PictureTimeBase(muxer, source_), target);
+    DescribeVideoEncoder(*encoder, source_, muxer, VideoTimeBase(muxer, source_), target);
     return encoder;
   }
 
-  // A picture behind the end may still be what an earlier one is predicted from: as long as
+  // A frame behind the end may still be what an earlier one is predicted from: as long as
   // decoding times haven't reached the end, it is decoded, too.
   bool IsWanted(const AVPacket& packet) const {
     const std::int64_t time = IsKnown(packet.dts) ? packet.dts : packet.pts;
     return !IsKnown(time) || time <= end_;
   }
 
-  // No earlier picture follows. Where only presentation times are known, a second is room enough
+  // No earlier frame follows. Where only presentation times are known, a second is room enough
   // for those that come out of turn.
   bool IsPastEverything(const AVPacket& packet) const {
     if (IsKnown(packet.dts)) return packet.dts > end_;
@@ -77,36 +77,36 @@ class Trim {
     return IsKnown(packet.pts) && packet.pts > av_sat_add64(end_, second);
   }
 
-  // As soon as the last picture was read: the file would else hold the rest of the sound first.
+  // As soon as the last frame was read: the file would else hold the rest of the audio first.
   void FinishVideo() {
     if (isFinished_) return;
     isFinished_ = true;
     Decode(nullptr);
-    pictures_.Drain();
+    frames_.Drain();
     copy_.EndVideo();
   }
 
   void Decode(const AVPacket* packet) {
-    const int result = DecodePacket(*decoder_, packet, *picture_, [this] { Keep(); });
+    const int result = DecodePacket(*decoder_, packet, *frame_, [this] { Keep(); });
     if (result < 0) ++errors_;
   }
 
   void Keep() {
-    const std::int64_t time = picture_->best_effort_timestamp;
+    const std::int64_t time = frame_->best_effort_timestamp;
     if (!IsKnown(time) || time < start_ || time > end_) return;
-    picture_->pts = time - start_;
-    pictures_.Encode(*picture_, source_.time_base);
+    frame_->pts = time - start_;
+    frames_.Encode(*frame_, source_.time_base);
   }
 
   SameContainerCopy copy_;
   const AVStream& source_;
   CodecPtr decoder_;
   CodecPtr encoder_;
-  VideoEncoder pictures_;
+  VideoEncoder frames_;
   const std::uint32_t startSecond_;
   const std::int64_t start_;
   const std::int64_t end_;
-  FramePtr picture_ = MakeFrame();
+  FramePtr frame_ = MakeFrame();
   int errors_ = 0;
   bool isFinished_ = false;
 };

@@ -5,8 +5,8 @@
 
 namespace mpg {
 
-/// Writes the pictures between two seconds, both included, re-encoded with the same codec, and the
-/// sound from the key picture at or before the start on. The start becomes time 0. Throws Error;
+/// Writes the frames between two seconds, both included, re-encoded with the same codec, and the
+/// audio from the key frame at or before the start on. The start becomes time 0. Throws Error;
 /// the output is deleted.
 void TrimVideo(const char* inputPath, const char* outputPath, std::uint32_t startSecond,
                std::uint32_t endSecond);

@@ -14,16 +14,16 @@ VideoEncoder::VideoEncoder(AVCodecContext& encoder, Output& output, const AVStre
       target_(target),
       converter_(encoder, OrientationToApply(source, *output.Context()->oformat)) {}
 
-void VideoEncoder::Encode(AVFrame& picture, AVRational timeBase) {
-  const std::int64_t pts = RescaleTime(picture.pts, timeBase, target_.time_base);
-  // A coarser time base has no place for every picture.
+void VideoEncoder::Encode(AVFrame& frame, AVRational timeBase) {
+  const std::int64_t pts = RescaleTime(frame.pts, timeBase, target_.time_base);
+  // A coarser time base has no place for every frame.
   if (IsKnown(lastPts_) && pts <= lastPts_) return;
   lastPts_ = pts;
-  std::int64_t clock = RescaleTime(picture.pts, timeBase, encoder_.time_base);
+  std::int64_t clock = RescaleTime(frame.pts, timeBase, encoder_.time_base);
   if (IsKnown(lastClock_)) clock = std::max(clock, lastClock_ + 1);
   lastClock_ = clock;
   if (CountsFrames(*encoder_.codec)) times_.push(pts);
-  AVFrame& ready = converter_.Convert(picture);
+  AVFrame& ready = converter_.Convert(frame);
   ready.pts = clock;
   // Frames that aren't interlaced don't tell, and the encoder would change its order for them.
   const bool codesFields = (encoder_.flags & AV_CODEC_FLAG_INTERLACED_DCT) != 0;
@@ -42,8 +42,8 @@ void VideoEncoder::Drain(const std::function<bool()>& goOn) {
   }
 }
 
-void VideoEncoder::Send(const AVFrame& picture) {
-  Check(avcodec_send_frame(&encoder_, &picture));
+void VideoEncoder::Send(const AVFrame& frame) {
+  Check(avcodec_send_frame(&encoder_, &frame));
   while (Receive()) {
   }
 }
@@ -61,16 +61,16 @@ void VideoEncoder::Write() {
     packet_->duration = av_rescale_q(1, av_inv_q(encoder_.framerate), encoder_.time_base);
   }
   RescalePacket(*packet_, encoder_.time_base, target_.time_base);
-  if (!times_.empty()) PutTimeOfPicture();
+  if (!times_.empty()) PutTimeOfFrame();
   packet_->pos = -1;
   packet_->stream_index = target_.index;
   Check(output_.Write(*packet_));
 }
 
-void VideoEncoder::PutTimeOfPicture() {
+void VideoEncoder::PutTimeOfFrame() {
   const std::int64_t time = times_.front();
   times_.pop();
-  // MPEG-1 and MPEG-2 streams are decoded one picture ahead of what is shown.
+  // MPEG-1 and MPEG-2 streams are decoded one frame ahead of what is shown.
   const bool isAhead = packet_->dts < packet_->pts;
   const std::int64_t before = IsKnown(lastTime_) ? lastTime_ : time - packet_->duration;
   packet_->pts = time;

@@ -25,9 +25,9 @@ AVRational TimeOfOneFrame(const AVStream& source) {
 bool SuitsSvtAv1(const AVCodec& codec, const VideoEncoderRequest& request) {
   constexpr std::int32_t kSmallest = 64;
   constexpr double kHighestRate = 240;
-  const PictureSize size = request.size == PictureSize{0, 0}
-                               ? PictureSize{request.decoder.width, request.decoder.height}
-                               : request.size;
+  const FrameSize size = request.size == FrameSize{0, 0}
+                             ? FrameSize{request.decoder.width, request.decoder.height}
+                             : request.size;
   const AVPixelFormat format = WithoutRange(request.decoder.pix_fmt);
   return std::min(size.width, size.height) >= kSmallest &&
          av_q2d(FrameRate(request.source)) <= kHighestRate &&
@@ -201,7 +201,7 @@ CodecPtr MakeVideoEncoder(const VideoEncoderRequest& request) {
   encoder->bit_rate = BitRateOf(request);
   encoder->framerate = FrameRate(request.source);
   encoder->time_base = CountsFrames(*codec) ? TimeOfOneFrame(request.source)
-                                            : PictureTimeBase(request.muxer, request.source);
+                                            : VideoTimeBase(request.muxer, request.source);
   AskForSpeed(*encoder);
   return encoder;
 }

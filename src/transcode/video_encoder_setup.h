@@ -12,7 +12,7 @@ struct VideoEncoderRequest {
   AVCodecID codecId;
   const AVOutputFormat& muxer;
   std::int64_t fileBitRate;  // of the input, where the stream tells none
-  PictureSize size{0, 0};  // that the host wants, of frames as they are stored; 0 x 0: the source's
+  FrameSize size{0, 0};  // that the host wants, of frames as they are stored; 0 x 0: the source's
 };
 
 /// An encoder, not yet open, that keeps what the source has and the request doesn't change: size,

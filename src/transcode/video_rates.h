@@ -1,4 +1,4 @@
-// Bit rates and picture sizes of re-encoded video.
+// Bit rates and frame sizes of re-encoded video.
 #pragma once
 
 #include <array>
@@ -22,20 +22,20 @@ constexpr std::int32_t SnapVideoBitRate(std::int32_t request) {
   return SnapUp(kVideoBitRates, request < kLowestInBits ? request * 1000 : request);
 }
 
-struct PictureSize {
+struct FrameSize {
   std::int32_t width;
   std::int32_t height;
 
-  friend constexpr bool operator==(const PictureSize&, const PictureSize&) = default;
+  friend constexpr bool operator==(const FrameSize&, const FrameSize&) = default;
 };
 
-/// The one of the five sizes of H.263 that suits a picture; a size with a side of 0 stays.
-constexpr PictureSize SnapH263Size(PictureSize size) {
-  constexpr PictureSize kSubQcif{128, 96}, kQcif{176, 144}, kCif{352, 288}, k4Cif{704, 576},
+/// The one of the five sizes of H.263 that suits a frame; a size with a side of 0 stays.
+constexpr FrameSize SnapH263Size(FrameSize size) {
+  constexpr FrameSize kSubQcif{128, 96}, kQcif{176, 144}, kCif{352, 288}, k4Cif{704, 576},
       k16Cif{1408, 1152};
   const auto [width, height] = size;
   if (width == 0 || height == 0) return size;
-  for (const PictureSize& legal : {kSubQcif, kQcif, kCif, k4Cif, k16Cif}) {
+  for (const FrameSize& legal : {kSubQcif, kQcif, kCif, k4Cif, k16Cif}) {
     if (size == legal) return size;
   }
   if (width < 256 || height < 192) return kSubQcif;

@@ -39,7 +39,7 @@ VideoTarget FindTarget(const TranscodeParams& params, AVCodecID inputCodec) {
   return target;
 }
 
-// A value as the host's 32-bit arithmetic gives it; what doesn't fit is no picture size.
+// A value as the host's 32-bit arithmetic gives it; what doesn't fit is no frame size.
 std::int32_t Scaled(std::int64_t value, std::int64_t factor, std::int64_t divisor) {
   if (divisor == 0) return 0;
   const std::int64_t scaled = value * factor / divisor;
@@ -56,7 +56,7 @@ bool IsTooFineForMpeg4(AVCodecID codecId, AVRational timeBase) {
   return codecId == AV_CODEC_ID_MPEG4 && av_q2d(av_inv_q(timeBase)) > kFinest;
 }
 
-void HeedMpeg4(AVCodecContext& encoder, AVRational inputTimeBase) {
+void LimitForMpeg4(AVCodecContext& encoder, AVRational inputTimeBase) {
   constexpr std::int64_t kHighBitRate = 800004;
   if (!IsTooFineForMpeg4(encoder.codec_id, inputTimeBase)) return;
   encoder.time_base = kNtscTimeBase;
@@ -69,7 +69,7 @@ void HeedMpeg4(AVCodecContext& encoder, AVRational inputTimeBase) {
 
 CodecPtr CreateVideoEncoder(const VideoEncoderRequest& request, const TranscodeParams& params) {
   CodecPtr encoder = MakeVideoEncoder(request);
-  HeedMpeg4(*encoder, request.source.time_base);
+  LimitForMpeg4(*encoder, request.source.time_base);
   if (params.targetVideoBitRate != 0) {
     encoder->bit_rate = SnapVideoBitRate(params.targetVideoBitRate);
   }
@@ -87,13 +87,13 @@ AVCodecID VideoCodec(const TranscodeParams& params, AVCodecID inputCodec) {
   return FindTarget(params, inputCodec).codecId;
 }
 
-PictureSize RequestedSize(const TranscodeParams& params, PictureSize input) {
-  PictureSize size{params.targetWidth, params.targetHeight};
+FrameSize RequestedSize(const TranscodeParams& params, FrameSize input) {
+  FrameSize size{params.targetWidth, params.targetHeight};
   if (params.targetVideoCodec == kH263) {
-    const PictureSize legal = SnapH263Size(input);
+    const FrameSize legal = SnapH263Size(input);
     if (input.width != 0 && input.height != 0) size = legal;
   }
-  if (size == PictureSize{0, 0}) return size;
+  if (size == FrameSize{0, 0}) return size;
   if (params.scalePercent >= 1) {
     return {Scaled(params.scalePercent, input.width, Percent100()),
             Scaled(params.scalePercent, input.height, Percent100())};
@@ -109,7 +109,7 @@ VideoReencode OpenVideoReencode(Output& output, const Input& input, const Transc
   const AVOutputFormat& muxer = *output.Context()->oformat;
   CodecPtr decoder = OpenDecoder(*source, DecoderThreads::kAuto);
   const VideoTarget wanted = FindTarget(params, source->codecpar->codec_id);
-  const PictureSize size{decoder->width, decoder->height};
+  const FrameSize size{decoder->width, decoder->height};
   CodecPtr encoder = CreateVideoEncoder({.source = *source,
                                          .decoder = *decoder,
                                          .codecId = wanted.codecId,
@@ -123,7 +123,7 @@ VideoReencode OpenVideoReencode(Output& output, const Input& input, const Transc
   target->codecpar->codec_tag = wanted.tag;
   const bool isTooFine = IsTooFineForMpeg4(encoder->codec_id, source->time_base);
   DescribeVideoEncoder(*encoder, *source, muxer,
-                       isTooFine ? kNtscTimeBase : PictureTimeBase(muxer, *source), *target);
+                       isTooFine ? kNtscTimeBase : VideoTimeBase(muxer, *source), *target);
   target->disposition = source->disposition;
   return {.stream = {.source = source, .target = target},
           .decoder = std::move(decoder),

@@ -7,7 +7,7 @@
 
 namespace mpg {
 
-/// True when any field asks for other pictures than the input's.
+/// True when any field asks for other frames than the input's.
 bool AsksForVideo(const TranscodeParams& params);
 
 /// The codec that the parameters ask for. Throws Error(MPG_ERR_INVALID_PARAMETER) for a number out
@@ -15,7 +15,7 @@ bool AsksForVideo(const TranscodeParams& params);
 AVCodecID VideoCodec(const TranscodeParams& params, AVCodecID inputCodec);
 
 /// Width and height that the parameters ask for; 0 x 0 keeps the input's.
-PictureSize RequestedSize(const TranscodeParams& params, PictureSize input);
+FrameSize RequestedSize(const TranscodeParams& params, FrameSize input);
 
 /// The video stream of an output with its decoder and encoder, both open.
 struct VideoReencode {

@@ -1,5 +1,5 @@
 // AVI says in which order pictures are decoded, not when they are shown. Whatever is made of it,
-// the pictures keep their order and their distance to the sound.
+// the pictures keep their order and their distance to the audio.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -12,11 +12,11 @@
 
 #include "mpg/mpg.h"
 #include "remux/segments.h"
+#include "support/audio.h"
 #include "support/host.h"
 #include "support/media.h"
 #include "support/pictures.h"
 #include "support/probe.h"
-#include "support/sound.h"
 
 namespace {
 
@@ -100,13 +100,13 @@ const Operation kOperations[] = {
      }},
 };
 
-TEST(Avi, KeepsPicturesInOrderAndInStepWithTheSound) {
+TEST(Avi, KeepsPicturesInOrderAndInStepWithTheAudio) {
   const test::ScratchFolder folder;
   for (const Source& source : kSources) {
     const std::string avi = source.Avi();
     const std::vector<double> shown = ShownTimes(avi);
     ASSERT_EQ(shown.size(), 100u);
-    const double sourceClick = test::Sound(avi).Clicks(0).back();
+    const double sourceClick = test::Audio(avi).Clicks(0).back();
     for (const Operation& operation : kOperations) {
       SCOPED_TRACE(std::string(operation.name) + ": " + source.codec + source.bPictures +
                    (source.hasHalfTicks ? " in half ticks" : ""));
@@ -117,10 +117,10 @@ TEST(Avi, KeepsPicturesInOrderAndInStepWithTheSound) {
         const double time = shown[static_cast<std::size_t>(i)];
         if (time >= operation.start && time <= operation.end) left.push_back(i);
       }
-      EXPECT_EQ(test::PictureNumbers(output), left);
+      EXPECT_EQ(test::PictureOrder(output), left);
       const std::vector<double> times = ShownTimes(output);
       ASSERT_EQ(times.size(), left.size());
-      const double click = test::Sound(output).Clicks(0).back();
+      const double click = test::Audio(output).Clicks(0).back();
       double farthest = 0;
       for (std::size_t i = 0; i < left.size(); ++i) {
         const double before = sourceClick - shown[static_cast<std::size_t>(left[i])];
@@ -140,7 +140,7 @@ TEST(Avi, GivesGrabsThePicturesOfOtherContainers) {
                                                        static_cast<std::uint32_t>(second), 0) == 1
                                      : MPG_GetImageP(MPG_IMAGE_JPEG, video.c_str(), picture.c_str(),
                                                      percent, 0, 90) == 1;
-    return grabbed ? test::PictureNumbers(picture) : std::vector<int>{};
+    return grabbed ? test::PictureOrder(picture) : std::vector<int>{};
   };
   for (const Source& source : kSources) {
     const std::string mp4 = Film("mp4", std::string(source.codec) + source.bPictures);
@@ -164,24 +164,24 @@ std::string CountBytes(std::string avi) {
   return avi;
 }
 
-TEST(Avi, ShiftsSoundOfEveryKind) {
+TEST(Avi, ShiftsAudioOfEveryKind) {
   const test::ScratchFolder folder;
   const std::string mp3 = "-c:a libmp3lame -b:a 128k ";
   struct Case {
-    std::string sound;
+    std::string audio;
     bool countsBytes = false;
   };
   for (const Case& c : {Case{mp3}, Case{mp3, true}, Case{"-c:a ac3 "}, Case{"-c:a pcm_s16le "},
                         Case{"-c:a pcm_u8 "}}) {
     const std::string input = folder / "in.avi", output = folder / "out.avi";
-    const std::string film = test::ReadBytes(Film("avi", c.sound + kMpeg4));
+    const std::string film = test::ReadBytes(Film("avi", c.audio + kMpeg4));
     test::WriteBytes(input, c.countsBytes ? CountBytes(film) : film);
-    const double click = test::Sound(input).Clicks(0).back() - ShownTimes(input).back();
+    const double click = test::Audio(input).Clicks(0).back() - ShownTimes(input).back();
     const std::vector<std::string> packets = test::ReadPayloads(input, "a:0");
     for (const int milliseconds : {500, -500}) {
-      SCOPED_TRACE(c.sound + (c.countsBytes ? "in bytes " : "") + std::to_string(milliseconds));
+      SCOPED_TRACE(c.audio + (c.countsBytes ? "in bytes " : "") + std::to_string(milliseconds));
       ASSERT_EQ(MPG_ShiftAudio(input.c_str(), output.c_str(), milliseconds, nullptr, 0), 0);
-      EXPECT_NEAR(test::Sound(output).Clicks(0).back() - ShownTimes(output).back() - click,
+      EXPECT_NEAR(test::Audio(output).Clicks(0).back() - ShownTimes(output).back() - click,
                   milliseconds / 1000.0, kPicture / 2 + 0.001);
       const std::vector<std::string> kept = test::ReadPayloads(output, "a:0");
       ASSERT_GE(kept.size(), packets.size());
@@ -209,12 +209,12 @@ TEST(Avi, HasATickForEachCopiedPicture) {
 TEST(Avi, PlaysTheAacThatIsMadeForIt) {
   const test::ScratchFolder folder;
   const std::string output = folder / "out.avi";
-  for (const char* sound : {"-c:a pcm_s16le ", "-c:a libmp3lame "}) {
-    const std::string film = Film("avi", sound + std::string(kMpeg4));
+  for (const char* audio : {"-c:a pcm_s16le ", "-c:a libmp3lame "}) {
+    const std::string film = Film("avi", audio + std::string(kMpeg4));
     ASSERT_EQ(Transcode(film, output, {.formatId = MPG_FORMAT_AVI, .targetAudioCodec = 2}), 0);
     EXPECT_EQ(test::DecodingErrors(output), "");
-    EXPECT_NEAR(test::Sound(output).Clicks(0).back() - ShownTimes(output).back(),
-                test::Sound(film).Clicks(0).back() - ShownTimes(film).back(), kPicture / 2);
+    EXPECT_NEAR(test::Audio(output).Clicks(0).back() - ShownTimes(output).back(),
+                test::Audio(film).Clicks(0).back() - ShownTimes(film).back(), kPicture / 2);
   }
 }
 

@@ -52,7 +52,7 @@ TEST(Names, AreLiteralForInputsAndOutputs) {
     SCOPED_TRACE(name);
     const char* const path = name.c_str();
     ASSERT_EQ(MPG_IsThisGoodFile(path), 0u);
-    ASSERT_EQ(MP3_Convert(path, "sound", 0, nullptr, 0), -ENOENT);
+    ASSERT_EQ(MP3_Convert(path, "audio", 0, nullptr, 0), -ENOENT);
 
     ASSERT_EQ(MPG_MergeAV(film.c_str(), film.c_str(), path, nullptr, 0), 0);
     EXPECT_EQ(MPG_IsThisGoodFile(path), 1u);
@@ -117,7 +117,7 @@ TEST(Names, InAFileAreNotFollowed) {
       EXPECT_EQ(MPG_MergeAV(film.c_str(), name, "joined", nullptr, 0),
                 MPG_ERR_AUDIO_CODEC_NOT_FOUND)
           << name;
-      EXPECT_LT(MP3_Convert(name, "sound", 0, nullptr, 0), 0) << name;
+      EXPECT_LT(MP3_Convert(name, "audio", 0, nullptr, 0), 0) << name;
     }
   }
 }

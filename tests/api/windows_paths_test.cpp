@@ -43,7 +43,7 @@ void ExpectAllWorkIn(const fs::path& folder, const std::string& spelled) {
   EXPECT_TRUE(fs::exists(folder / "picture.bmp"));
   EXPECT_TRUE(fs::exists(folder / "picture.jpg"));
 
-  // What fails is deleted: there is no sound to be moved.
+  // What fails is deleted: there is no audio to be moved.
   fs::copy_file(test::H264Video(), folder / "out.mp4");
   EXPECT_NE(MPG_ShiftAudio(video.c_str(), (spelled + "out.mp4").c_str(), 100, nullptr, 0), 0);
   const std::string merged = spelled + "merged.mp4";

@@ -36,7 +36,7 @@ Bitmap GrabBitmap(const std::string& video, std::uint32_t second, std::uint32_t 
 constexpr const char* kH264 = "-c:v libx264 -qp 4 -sc_threshold 0 ";
 
 int NumberIn(const std::string& path) {
-  const std::vector<int> numbers = test::PictureNumbers(path);
+  const std::vector<int> numbers = test::PictureOrder(path);
   return numbers.empty() ? -1 : numbers.front();
 }
 

@@ -15,8 +15,8 @@ struct StreamSpec {
   int channels = 0;
 };
 
-OutputFormatPtr MakeContext(const std::vector<StreamSpec>& specs) {
-  OutputFormatPtr context(avformat_alloc_context());
+OutputContextPtr MakeContext(const std::vector<StreamSpec>& specs) {
+  OutputContextPtr context(avformat_alloc_context());
   for (const StreamSpec& spec : specs) {
     AVCodecParameters& parameters = *avformat_new_stream(context.get(), nullptr)->codecpar;
     parameters.codec_type = spec.type;
@@ -58,7 +58,7 @@ TEST(FindAudioStream, TakesTheFirstUsableOne) {
 }
 
 TEST(FindMovingVideo, PassesOverCoverArt) {
-  const OutputFormatPtr context = MakeContext({kVideo, kAudio});
+  const OutputContextPtr context = MakeContext({kVideo, kAudio});
   AVStream& cover = *context->streams[0];
   EXPECT_EQ(FindMovingVideo(context.get()), &cover);
   cover.disposition = AV_DISPOSITION_ATTACHED_PIC | AV_DISPOSITION_DEFAULT;

@@ -1,4 +1,4 @@
-// Pictures of one file with the sound of another, copied or re-encoded.
+// Frames of one file with the audio of another, copied or re-encoded.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -10,11 +10,11 @@
 
 #include "mpg/mpg.h"
 #include "remux/segments.h"
+#include "support/audio.h"
 #include "support/host.h"
 #include "support/media.h"
 #include "support/pictures.h"
 #include "support/probe.h"
-#include "support/sound.h"
 
 namespace {
 
@@ -27,12 +27,12 @@ int Join(const std::string& video, const std::string& audio, const std::string& 
                      log == nullptr ? 0 : log->Context());
 }
 
-// 50 pictures in the order they are shown. With AAC everything is copied.
+// 50 frames in the order they are shown. With AAC everything is copied.
 std::string H264() {
   return test::H264Video(2, "mp4", "-bf 0");
 }
 
-// 25 pictures a second. With Opus and MP3 the sound is re-encoded.
+// 25 frames a second. With Opus and MP3 the audio is re-encoded.
 std::string Mpeg4(double seconds = 2, const std::string& name = "mpeg4.mp4",
                   const std::string& options = "") {
   return test::MakeMedia(name, "-f lavfi -i testsrc2=size=320x240:rate=25 -t " +
@@ -60,7 +60,7 @@ struct Pair {
   std::string video, audio;
 };
 
-// One to copy, one to re-encode, both of 50 pictures.
+// One to copy, one to re-encode, both of 50 frames.
 std::vector<Pair> BothWays() {
   return {{H264(), test::AacAudio()}, {Mpeg4(), test::OpusAudio(4)}};
 }
@@ -74,11 +74,11 @@ TEST(CopyJoin, CopiesEveryPacketBitForBitToTheEndOfTheLongerInput) {
   };
   constexpr const char* kMp4 = "mov,mp4,m4a,3gp,3g2,mj2";
   const Case cases[] = {
-      {"longer pictures", test::H264Video(4), test::AacAudio(1), kMp4, 4},
-      {"longer sound", test::H264Video(1), test::AacAudio(4), kMp4, 4},
+      {"longer frames", test::H264Video(4), test::AacAudio(1), kMp4, 4},
+      {"longer audio", test::H264Video(1), test::AacAudio(4), kMp4, 4},
       {"no decoding times at first", test::H264Video(2, "mkv"), test::AacAudio(), kMp4},
       {"FLV", test::H264Video(2, "flv"), test::AacAudio(2, "mka"), kMp4},
-      {"no presentation times but B pictures'", Mpeg4(3, "b.avi", "-bf 2"), test::AacAudio(), kMp4,
+      {"no presentation times but B-frames'", Mpeg4(3, "b.avi", "-bf 2"), test::AacAudio(), kMp4,
        3},
       {"VP9, Opus", test::Vp9Video(1), test::OpusAudio(4), "matroska,webm", 4},
       {"VP9, AAC", test::Vp9Video(), test::AacAudio(), "avi"},
@@ -139,9 +139,9 @@ TEST(ReencodeJoin, CopiesTheVideoAndMakesTheAudioAac) {
     std::string video, audio;
   };
   const Case cases[] = {
-      {"HEVC with B pictures", Hevc(), test::OpusAudio()},
+      {"HEVC with B-frames", Hevc(), test::OpusAudio()},
       {"Matroska", Remuxed(Hevc(), "hevc.mkv"), test::OpusAudio()},
-      {"MPEG-4 with B pictures", Mpeg4(2, "b.mp4", "-bf 2"), test::OpusAudio()},
+      {"MPEG-4 with B-frames", Mpeg4(2, "b.mp4", "-bf 2"), test::OpusAudio()},
       {"VP9", test::Vp9Video(), Remuxed(test::OpusAudio(), "o.mp3", "-c:a libmp3lame")},
   };
   for (const Case& c : cases) {
@@ -153,7 +153,7 @@ TEST(ReencodeJoin, CopiesTheVideoAndMakesTheAudioAac) {
     EXPECT_EQ(test::Probe(output, "stream=codec_type"), "video\naudio");
     EXPECT_EQ(test::Probe(output, "stream=codec_name", "a:0"), "aac");
     EXPECT_EQ(test::ReadPayloads(output, "v:0"), test::ReadPayloads(c.video, "v:0"));
-    const std::vector<double> times = test::PictureTimes(output);
+    const std::vector<double> times = test::FrameTimes(output);
     ASSERT_EQ(times.size(), 50u);
     for (std::size_t i = 0; i < 50; ++i) {
       ASSERT_NEAR(times[i] - times[0], static_cast<double>(i) * 0.04, 0.001);
@@ -173,7 +173,7 @@ TEST(ReencodeJoin, EndsWhereTheShorterInputEnds) {
     const std::string output = folder / "joined.mp4";
     ASSERT_EQ(Join(c.video, c.audio, output), 0);
     EXPECT_NEAR(std::stod(test::Probe(output, "stream=duration", "v:0")), c.expected, 0.08);
-    EXPECT_NEAR(test::Sound(output).Length(), c.expected, 0.05);
+    EXPECT_NEAR(test::Audio(output).Length(), c.expected, 0.05);
   }
 }
 
@@ -187,10 +187,10 @@ TEST(ReencodeJoin, InterleavesByTime) {
     for (std::int64_t place = 0; lines >> place;) places[stream].push_back(place);
   }
   ASSERT_EQ(places[0].size(), 100u);
-  // A picture lies 1.875 audio frames behind the one before it.
-  for (std::size_t picture = 1; picture + 1 < places[0].size(); ++picture) {
-    const auto before = std::ranges::lower_bound(places[1], places[0][picture]) - places[1].begin();
-    EXPECT_NEAR(static_cast<double>(before), static_cast<double>(picture) * 1.875, 4);
+  // A frame lies 1.875 audio frames behind the one before it.
+  for (std::size_t frame = 1; frame + 1 < places[0].size(); ++frame) {
+    const auto before = std::ranges::lower_bound(places[1], places[0][frame]) - places[1].begin();
+    EXPECT_NEAR(static_cast<double>(before), static_cast<double>(frame) * 1.875, 4);
   }
 }
 
@@ -232,12 +232,12 @@ TEST(AvJoin, ReportsFromTheVideoAndItsEnd) {
   const Case cases[] = {
       {"copied", H264(), test::AacAudio(8), 10, {1, 2, 3, 4, 5, 6, 7, 8, 9, 10}},
       {"re-encoded", Mpeg4(), test::OpusAudio(4), 10, {1, 2, 3, 4, 5, 6, 7, 8, 9, 10}},
-      {"sound ends first", Mpeg4(), test::OpusAudio(1.3), 10, {1, 2, 3, 4, 5, 6}},
+      {"audio ends first", Mpeg4(), test::OpusAudio(1.3), 10, {1, 2, 3, 4, 5, 6}},
       {"copied without scale", H264(), test::AacAudio(), 0, {0}},
       {"re-encoded without scale", Mpeg4(), test::OpusAudio(4), 0, {0}},
       {"copied on a negative scale", H264(), test::AacAudio(), -3, {-3}},
       {"re-encoded on a negative scale", Mpeg4(), test::OpusAudio(4), -3, {-3}},
-      {"copied, the sound's length",
+      {"copied, the audio's length",
        Remuxed(H264(), "live.mkv", "-live 1"),
        test::AacAudio(4),
        10,
@@ -280,7 +280,7 @@ TEST(AvJoin, StopsWithAPlayableFileWhenTheHostSaysSo) {
       test::ProgressLog log(stopAt);
       ASSERT_EQ(Join(video, audio, output, &log), 0);
       EXPECT_EQ(log.Reports().size(), static_cast<std::size_t>(stopAt));
-      // The first picture is at 0 %, and the one that was reported last isn't written.
+      // The first frame is at 0 %, and the one that was reported last isn't written.
       const std::vector<std::string> packets = test::ReadPayloads(output, "v:0");
       ASSERT_EQ(packets.size(), static_cast<std::size_t>(stopAt));
       EXPECT_TRUE(std::equal(packets.begin(), packets.end(), whole.begin()));
@@ -289,15 +289,14 @@ TEST(AvJoin, StopsWithAPlayableFileWhenTheHostSaysSo) {
   }
 }
 
-// A transport stream of a video of two seconds twice, the second time starting that many pictures
+// A transport stream of a video of two seconds twice, the second time starting that many frames
 // before the first time ends.
-std::string SteppingBack(const test::ScratchFolder& folder, const std::string& video,
-                         int pictures) {
+std::string SteppingBack(const test::ScratchFolder& folder, const std::string& video, int frames) {
   const auto shifted = [&](double offset) {
     return test::ReadBytes(
         Remuxed(video, "part.ts", "-muxdelay 0 -output_ts_offset " + std::to_string(offset)));
   };
-  test::WriteBytes(folder / "back.ts", shifted(2) + shifted(4 - pictures * 0.04));
+  test::WriteBytes(folder / "back.ts", shifted(2) + shifted(4 - frames * 0.04));
   return folder / "back.ts";
 }
 

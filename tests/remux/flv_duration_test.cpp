@@ -78,18 +78,18 @@ void ExpectRepair(const Source& source) {
   const std::string path = folder / "a.flv";
   fs::copy_file(source.make(folder), path);
   const std::string before = test::ReadBytes(path);
-  const auto sound = test::ReadPackets(path, "a:0");
-  const auto pictures = test::ReadPackets(path, "v:0");
-  ASSERT_FALSE(sound.empty());
-  const double length = *sound.back().pts;
+  const auto audio = test::ReadPackets(path, "a:0");
+  const auto frames = test::ReadPackets(path, "v:0");
+  ASSERT_FALSE(audio.empty());
+  const double length = *audio.back().pts;
 
   ASSERT_EQ(Fix(path), 0);
 
   EXPECT_NEAR(DurationInHeader(path), length, 1);
   EXPECT_NEAR(std::stod(test::Probe(path, "format=duration")), length, 1);
   EXPECT_EQ(test::Probe(path, "stream=codec_type"), source.hasVideo ? "audio\nvideo" : "audio");
-  EXPECT_EQ(test::ReadPackets(path, "a:0"), sound);
-  EXPECT_EQ(test::ReadPackets(path, "v:0"), pictures);
+  EXPECT_EQ(test::ReadPackets(path, "a:0"), audio);
+  EXPECT_EQ(test::ReadPackets(path, "v:0"), frames);
   EXPECT_EQ(test::DecodingErrors(path), "");
   // The first media packet's payload and all behind it.
   const std::string after = test::ReadBytes(path);
@@ -115,7 +115,7 @@ TEST(FlvDuration, IsSetAndEverythingElseKept) {
          return Remux("no_duration.flv",
                       "-flvflags no_duration_filesize -metadata title=" + std::string(60, 'a'));
        }},
-      {"sound alone", [](const auto& folder) { return Live(folder, Film(), "-vn"); }, false},
+      {"audio alone", [](const auto& folder) { return Live(folder, Film(), "-vn"); }, false},
       {"long script",
        [](const auto& folder) {
          // Too much for a command line on Windows.

@@ -27,10 +27,10 @@ std::string Tag(char type, const std::string& content, int backLinkError = 0) {
 const std::string kScript = Tag(18, "\x02script");
 const std::string kAacSetUp = Tag(8, "\xAF\0\x12\x10"s);
 const std::string kAvcSetUp = Tag(9, "\x17\0\0\0\0\x01\x64"s);
-const std::string kAac = Tag(8, "\xAF\x01sound");
-const std::string kAvc = Tag(9, "\x17\x01\0\0\0picture"s);
-const std::string kMp3 = Tag(8, "\x2F\0sound"s);
-const std::string kSorenson = Tag(9, "\x22\0picture"s);
+const std::string kAac = Tag(8, "\xAF\x01audio");
+const std::string kAvc = Tag(9, "\x17\x01\0\0\0frame"s);
+const std::string kMp3 = Tag(8, "\x2F\0audio"s);
+const std::string kSorenson = Tag(9, "\x22\0frame"s);
 
 TEST(FlvTags, MediaStartBehindHeaderScriptsAndDecoderSetUps) {
   struct Case {
@@ -45,7 +45,7 @@ TEST(FlvTags, MediaStartBehindHeaderScriptsAndDecoderSetUps) {
       {"nothing in front", kFileHeader + kMp3, 13},
       {"codecs without set-up", kFileHeader + kScript + kSorenson, 13 + 22},
       {"set-up behind media stays", kFileHeader + kScript + kAvc + kAacSetUp, 13 + 22},
-      {"empty sound tag", kFileHeader + Tag(8, "") + kMp3, 13},
+      {"empty audio tag", kFileHeader + Tag(8, "") + kMp3, 13},
       {"longer file header", "FLV\x01\x05\0\0\0\x0B??"s + "\0\0\0\0"s + kScript + kMp3, 15 + 22},
       {"shorter file header", "FLV\x01\x05\0\0\0\x08\0\0\0\0"s + kScript + kMp3, std::nullopt},
       {"unknown tag", kFileHeader + Tag(5, "??") + kMp3, std::nullopt},

@@ -20,14 +20,14 @@ using test::Film;
 using test::Merge;
 using test::Paths;
 
-constexpr double kPicture = 1.0 / 25;
-constexpr double kSoundFrame = 1024.0 / 48000;
+constexpr double kFrame = 1.0 / 25;
+constexpr double kAudioFrame = 1024.0 / 48000;
 
 Paths Continuous(const test::ScratchFolder& folder) {
   return Cut(folder, Film());
 }
 
-Paths WithBPictures(const test::ScratchFolder& folder) {
+Paths WithBFrames(const test::ScratchFolder& folder) {
   return Cut(folder, Film("-bf 2"));
 }
 
@@ -64,7 +64,7 @@ Paths Overlapping(const test::ScratchFolder& folder) {
 // The clock of transport streams has 33 bits.
 Paths Wrapping(const test::ScratchFolder& folder) {
   Paths paths;
-  for (const std::string& segment : WithBPictures(folder)) {
+  for (const std::string& segment : WithBFrames(folder)) {
     paths.push_back(segment + ".wrapping.ts");
     Ffmpeg("-copyts -i " + segment + " -c copy -muxdelay 0 -muxpreload 0 -output_ts_offset " +
            std::to_string(static_cast<double>(1ll << 33) / 90000 - 5) + " " + paths.back());
@@ -72,7 +72,7 @@ Paths Wrapping(const test::ScratchFolder& folder) {
   return paths;
 }
 
-// Broadcast multiplexers send the sound half a second ahead of the pictures.
+// Broadcast multiplexers send the audio half a second ahead of the frames.
 Paths Broadcast(const test::ScratchFolder& folder) {
   const test::ScratchFolder sounds("sounds");
   const std::string copied =
@@ -188,8 +188,8 @@ void ExpectOneAfterTheOther(const SegmentSet& set) {
   const std::string output = folder / set.output;
   ASSERT_EQ(Merge(segments, output, {.closeGaps = set.closeGaps}), 0);
   EXPECT_EQ(test::DecodingErrors(output), "");
-  const LastSegment video = ExpectJoined(segments, output, "v:0", kPicture, set.hasHoles);
-  const LastSegment audio = ExpectJoined(segments, output, "a:0", kSoundFrame, set.hasHoles);
+  const LastSegment video = ExpectJoined(segments, output, "v:0", kFrame, set.hasHoles);
+  const LastSegment audio = ExpectJoined(segments, output, "a:0", kAudioFrame, set.hasHoles);
   EXPECT_NEAR(video.start, set.lastStart, 0.05);
   EXPECT_NEAR(audio.drift, video.drift, 0.05);
 }
@@ -197,8 +197,8 @@ void ExpectOneAfterTheOther(const SegmentSet& set) {
 TEST(SegmentJoin, PlaysRealSegmentsOneAfterTheOther) {
   const SegmentSet kSets[] = {
       {"continuous", Continuous, "a.ts", false, 4},
-      {"B pictures", WithBPictures, "a.mp4", false, 4},
-      {"B pictures, closed", WithBPictures, "a.ts", true, 4},
+      {"B-frames", WithBFrames, "a.mp4", false, 4},
+      {"B-frames, closed", WithBFrames, "a.ts", true, 4},
       {"fragments", BareFragments, "a.mp4", false, 4},
       {"initialised fragments", HlsFragments, "a.ts", false, 4},
       {"restarting", Restarting, "a.mp4", false, 4},
@@ -208,8 +208,8 @@ TEST(SegmentJoin, PlaysRealSegmentsOneAfterTheOther) {
       {"jumping, closed", Jumping, "a.ts", true, 4, true},
       {"overlapping", Overlapping, "a.mp4", false, 4},
       {"clock that wraps", Wrapping, "a.mp4", false, 4},
-      {"sound that ends early", Broadcast, "a.ts", false, 4},
-      {"sound that ends early, closed", Broadcast, "a.mp4", true, 4},
+      {"audio that ends early", Broadcast, "a.ts", false, 4},
+      {"audio that ends early, closed", Broadcast, "a.mp4", true, 4},
       {"recordings in one file", Concatenated, "a.mp4", false, 4},
   };
   for (const SegmentSet& set : kSets) {

@@ -22,9 +22,9 @@ using test::Merge;
 using test::Paths;
 using Reports = std::vector<std::int32_t>;
 
-constexpr std::size_t kPicturesASegment = 50;
+constexpr std::size_t kFramesPerSegment = 50;
 
-std::size_t Pictures(const std::string& path) {
+std::size_t Frames(const std::string& path) {
   return test::ReadPayloads(path, "v:0").size();
 }
 
@@ -72,7 +72,7 @@ TEST(SegmentList, FirstEntryDecidesWhichKindsAreJoined) {
   Ffmpeg("-i " + whole[0] + " -vn -c copy " + blind);
   ASSERT_EQ(Merge({silent, whole[1]}, folder / "v.mp4"), 0);
   EXPECT_EQ(test::Probe(folder / "v.mp4", "stream=codec_type"), "video");
-  EXPECT_EQ(Pictures(folder / "v.mp4"), 2 * kPicturesASegment);
+  EXPECT_EQ(Frames(folder / "v.mp4"), 2 * kFramesPerSegment);
   ASSERT_EQ(Merge({blind, whole[1]}, folder / "a.mp4"), 0);
   EXPECT_EQ(test::Probe(folder / "a.mp4", "stream=codec_type"), "audio");
   Ffmpeg("-i " + whole[0] + " -map 0:a -map 0:v -c copy " + (folder / "swapped.ts"));
@@ -104,7 +104,7 @@ TEST(SegmentList, StoppedJoinIsAFileOfTheEntriesSoFar) {
     const Paths segments = Cut(folder, Film());
     test::ProgressLog log(stopAt);
     ASSERT_EQ(Merge(segments, folder / "a.mp4", {.deleteSegments = true, .log = &log}), 0);
-    EXPECT_EQ(Pictures(folder / "a.mp4"), static_cast<std::size_t>(stopAt) * kPicturesASegment);
+    EXPECT_EQ(Frames(folder / "a.mp4"), static_cast<std::size_t>(stopAt) * kFramesPerSegment);
     EXPECT_EQ(test::DecodingErrors(folder / "a.mp4"), "");
     EXPECT_EQ(Existing(segments), (std::vector<bool>{false, stopAt < 2, stopAt < 3}));
   }
@@ -121,27 +121,27 @@ TEST(SegmentList, DeletesWhatWasCopiedOnlyAtTheEnd) {
   log.onReport = [&](std::int32_t) { EXPECT_EQ(Existing(segments), before); };
   ASSERT_EQ(Merge(segments, folder / "a.mp4", {.deleteSegments = true, .log = &log}), 0);
   EXPECT_EQ(Existing(segments), (std::vector<bool>{false, true, false, false, false}));
-  EXPECT_EQ(Pictures(folder / "a.mp4"), 3 * kPicturesASegment);
+  EXPECT_EQ(Frames(folder / "a.mp4"), 3 * kFramesPerSegment);
 }
 
 TEST(SegmentList, PassesBrokenEntriesAsLongAsAGoodOneFollowsOrNoneDoes) {
   struct Case {
     const char* name;
-    // Numbers of good segments; -1 rubbish, -2 subtitles, -3 missing, -4 pictures without times.
+    // Numbers of good segments; -1 rubbish, -2 subtitles, -3 missing, -4 frames without times.
     std::vector<int> entries;
     int expected;
-    std::size_t pictures;
+    std::size_t frames;
   };
   constexpr int kInvalidData = -1094995529;
   const Case cases[] = {
       {"first", {-1, 0, 1}, MPG_ERR_VIDEO_STREAM_NOT_FOUND, 0},
       {"first missing", {-3, 0, 1}, MPG_ERR_VIDEO_STREAM_NOT_FOUND, 0},
-      {"middle", {0, -1, 1}, 0, 2 * kPicturesASegment},
-      {"last", {0, 1, -1}, 0, 2 * kPicturesASegment},
+      {"middle", {0, -1, 1}, 0, 2 * kFramesPerSegment},
+      {"last", {0, 1, -1}, 0, 2 * kFramesPerSegment},
       {"last but a missing one", {0, -1, -3}, kInvalidData, 0},
-      {"middle, without pictures and sound", {0, -2, 1}, MPG_ERR_VIDEO_STREAM_NOT_FOUND, 0},
-      {"last, without pictures and sound", {0, 1, -2}, 0, 2 * kPicturesASegment},
-      {"without times", {0, -4, 1}, 0, 2 * kPicturesASegment},
+      {"middle, without frames and audio", {0, -2, 1}, MPG_ERR_VIDEO_STREAM_NOT_FOUND, 0},
+      {"last, without frames and audio", {0, 1, -2}, 0, 2 * kFramesPerSegment},
+      {"without times", {0, -4, 1}, 0, 2 * kFramesPerSegment},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
@@ -166,7 +166,7 @@ TEST(SegmentList, PassesBrokenEntriesAsLongAsAGoodOneFollowsOrNoneDoes) {
       EXPECT_EQ(fs::exists(segments[i]), before[i] && !isCopied) << i;
     }
     if (c.expected == 0) {
-      EXPECT_EQ(Pictures(output), c.pictures);
+      EXPECT_EQ(Frames(output), c.frames);
       EXPECT_EQ(test::DecodingErrors(output), "");
     }
   }
@@ -185,13 +185,13 @@ TEST(SegmentList, FragmentsAreReadBehindTheLastInitialisation) {
   EXPECT_EQ(Existing(segments), std::vector<bool>(3, true));
   ASSERT_EQ(Merge(segments, folder / "a.mp4", {.deleteSegments = true}), 0);
   EXPECT_EQ(Existing(segments), std::vector<bool>(3, false));
-  EXPECT_GT(Pictures(folder / "a.mp4"), kPicturesASegment);
+  EXPECT_GT(Frames(folder / "a.mp4"), kFramesPerSegment);
 }
 
 TEST(SegmentList, ReadsOnBehindBrokenDataOnceMoreThanTenPacketsCame) {
   struct Case {
     const char* rate;
-    std::size_t pictures, read;  // of one segment; of the one whose third second is broken
+    std::size_t frames, read;  // of one segment; of the one whose third second is broken
   };
   // Ten packets lie ahead of it, or twelve.
   for (const Case& c : {Case{"5", 20, 10}, Case{"6", 24, 18}}) {
@@ -202,7 +202,7 @@ TEST(SegmentList, ReadsOnBehindBrokenDataOnceMoreThanTenPacketsCame) {
     const std::string whole = test::InFragments(video);
     const std::string broken = test::InBrokenFragments(folder / "broken.mp4", video);
     ASSERT_EQ(Merge({whole, broken, whole}, folder / "a.mp4"), 0);
-    EXPECT_EQ(Pictures(folder / "a.mp4"), 2 * c.pictures + c.read) << c.rate;
+    EXPECT_EQ(Frames(folder / "a.mp4"), 2 * c.frames + c.read) << c.rate;
   }
 }
 
@@ -217,9 +217,9 @@ TEST(SegmentList, TakesSegmentsOfAnotherSizeOrCodecWithoutFailing) {
     ASSERT_EQ(Merge({first, larger}, folder / name), 0);
     EXPECT_EQ(test::DecodingErrors(folder / name), "");
     EXPECT_TRUE(test::Probe(folder / name, "stream=width,height", "v:0").starts_with("160\n120"));
-    EXPECT_EQ(Pictures(folder / name), 2 * kPicturesASegment);
+    EXPECT_EQ(Frames(folder / name), 2 * kFramesPerSegment);
     ASSERT_EQ(Merge({first, other, first}, folder / name), 0);
-    EXPECT_GT(Pictures(folder / name), 2 * kPicturesASegment);
+    EXPECT_GT(Frames(folder / name), 2 * kFramesPerSegment);
   }
 }
 

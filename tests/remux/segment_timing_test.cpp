@@ -45,7 +45,7 @@ TEST(MonotonicGuard, MakesDecodingTimesRiseAndNoLaterThanShown) {
   }
 }
 
-// Four pictures of 4 ticks, reordered by 2, and eight sound packets of 2 ticks.
+// Four frames of 4 ticks, reordered by 2, and eight audio packets of 2 ticks.
 struct Part {
   std::int64_t video, audio;  // where they start; kUnknown: not in the segment
 };
@@ -55,7 +55,7 @@ std::vector<Part> Put(bool closeGaps, const std::vector<Part>& segments) {
   SegmentTimeline timeline(closeGaps, kTenMilliseconds, kTenMilliseconds);
   std::vector<Part> starts;
   for (const Part& segment : segments) {
-    constexpr std::int64_t kOrder[] = {2, 4, 3, 5};  // as read, in pictures behind decoding 0
+    constexpr std::int64_t kOrder[] = {2, 4, 3, 5};  // as read, in frames behind decoding 0
     std::vector<PacketPtr> video;
     std::vector<PacketPtr> audio;
     const auto startOf = [](const std::vector<PacketPtr>& packets) {
@@ -117,15 +117,15 @@ TEST(SegmentTimeline, PutsEachStreamBehindItsLastPacketAndKeepsThemTogether) {
        {{50, 50}, {0, 0}, {16, 16}},
        {{50, 50}, {66, 66}, {82, 82}}},
       {"overlapping", false, {{0, 0}, {8, 8}}, {{0, 0}, {16, 16}}},
-      {"sound half a second early", false, {{100, 50}, {116, 66}}, {{100, 50}, {116, 66}}},
+      {"audio half a second early", false, {{100, 50}, {116, 66}}, {{100, 50}, {116, 66}}},
       {"the same with a gap", true, {{100, 50}, {300, 250}}, {{100, 50}, {116, 66}}},
       {"streams wait for each other", false, {{100, 88}, {0, 0}}, {{100, 88}, {116, 116}}},
       {"less than a tenth of a second stays", false, {{100, 91}, {0, 0}}, {{100, 91}, {116, 107}}},
-      {"behind pictures alone",
+      {"behind frames alone",
        false,
        {{0, 0}, {0, kUnknown}, {0, 0}},
        {{0, 0}, {16, kUnknown}, {32, 32 + 8}}},
-      {"sound that comes later", false, {{0, kUnknown}, {0, 0}}, {{0, kUnknown}, {16, 16}}},
+      {"audio that comes later", false, {{0, kUnknown}, {0, 0}}, {{0, kUnknown}, {16, 16}}},
       {"a clock about to wrap", false, {{-500, -490}, {-484, -474}}, {{0 - 8, 2}, {8, 18}}},
       {"an encoder's lead-in stays below zero", false, {{-8, -5}}, {{-8, -5}}},
   };
@@ -150,7 +150,7 @@ TEST(SegmentTimeline, FollowsJumpsBackInsideASegment) {
   for (const std::int64_t time : {500, 504, 508}) put(SegmentTimeline::kVideo, time);
   for (const std::int64_t time : {500, 504}) put(SegmentTimeline::kAudio, time);
   EXPECT_EQ(put(SegmentTimeline::kVideo, 0), 512);
-  EXPECT_EQ(put(SegmentTimeline::kAudio, 0), 512) << "as the pictures, not at 508";
+  EXPECT_EQ(put(SegmentTimeline::kAudio, 0), 512) << "as the frames, not at 508";
   EXPECT_EQ(put(SegmentTimeline::kVideo, 4), 516);
   EXPECT_EQ(put(SegmentTimeline::kVideo, 100), 612) << "a gap stays";
   EXPECT_EQ(put(SegmentTimeline::kVideo, 90), 613) << "a small step back is no jump";

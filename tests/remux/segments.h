@@ -22,8 +22,8 @@ int Merge(const Paths& segments, const std::string& output, const MergeOptions& 
 /// Runs the ffmpeg program; throws when it fails.
 void Ffmpeg(const std::string& arguments);
 
-/// Six seconds of 25 pictures a second and 48 kHz stereo, a key picture every two.
-std::string Film(const std::string& pictureOptions = "-bf 0");
+/// Six seconds of 25 frames a second and 48 kHz stereo, a key frame every two.
+std::string Film(const std::string& frameOptions = "-bf 0");
 
 /// The three segments of two seconds that ffmpeg's muxer with those options cuts a film into.
 Paths Cut(const ScratchFolder& folder, const std::string& film,

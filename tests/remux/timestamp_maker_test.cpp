@@ -20,7 +20,7 @@ struct StreamFacts {
 // Expects three packets to be given those times and that duration.
 void ExpectStamps(const StreamFacts& facts, const std::vector<std::int64_t>& expected,
                   std::int64_t duration) {
-  const OutputFormatPtr context(avformat_alloc_context());
+  const OutputContextPtr context(avformat_alloc_context());
   AVStream& stream = *avformat_new_stream(context.get(), nullptr);
   stream.time_base = facts.timeBase;
   stream.r_frame_rate = facts.frameRate;

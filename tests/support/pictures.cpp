@@ -37,7 +37,7 @@ std::string NumberedVideo(const std::string& name, const std::string& options) {
   return MakeMedia(name, NumberedPictures() + options);
 }
 
-std::vector<int> PictureNumbers(const std::string& path) {
+std::vector<int> PictureOrder(const std::string& path) {
   const std::string raw = path + ".gray";
   RunProgram("ffmpeg -v error -y -i " + Quoted(path) +
              " -map 0:v:0 -fps_mode passthrough -vf scale=64:48:flags=neighbor,format=gray -f "
@@ -55,7 +55,7 @@ std::vector<int> PictureNumbers(const std::string& path) {
   return numbers;
 }
 
-std::vector<double> PictureTimes(const std::string& path) {
+std::vector<double> FrameTimes(const std::string& path) {
   std::istringstream lines(Probe(path, "frame=best_effort_timestamp_time", "v:0"));
   return {std::istream_iterator<double>(lines), {}};
 }

@@ -14,10 +14,10 @@ std::string NumberedPictures();
 std::string NumberedVideo(const std::string& name, const std::string& options);
 
 /// The numbers of a file's pictures, as the ffmpeg program shows them; 64 x 48 or scaled.
-std::vector<int> PictureNumbers(const std::string& path);
+std::vector<int> PictureOrder(const std::string& path);
 
 /// When each is shown, in seconds.
-std::vector<double> PictureTimes(const std::string& path);
+std::vector<double> FrameTimes(const std::string& path);
 
 /// The number of a 64 x 48 picture, read from packed 24-bit pixels.
 int PictureNumber(const unsigned char* pixels);

@@ -1,4 +1,4 @@
-// What re-encoded sound sounds like: tones keep frequency, level and channel, clicks their time,
+// What re-encoded audio sounds like: tones keep frequency, level and channel, clicks their time,
 // the whole its length.
 #include <gtest/gtest.h>
 
@@ -11,10 +11,10 @@
 #include <vector>
 
 #include "mpg/mpg.h"
+#include "support/audio.h"
 #include "support/host.h"
 #include "support/media.h"
 #include "support/probe.h"
-#include "support/sound.h"
 
 namespace {
 
@@ -121,21 +121,21 @@ Mix Unmixed(int channels) {
   return mix;
 }
 
-void ExpectTones(const test::Sound& sound, const test::Sound& input, const Mix& mix) {
-  ASSERT_EQ(sound.Channels(), static_cast<int>(mix.size()));
-  for (int channel = 0; channel < sound.Channels(); ++channel) {
+void ExpectTones(const test::Audio& audio, const test::Audio& input, const Mix& mix) {
+  ASSERT_EQ(audio.Channels(), static_cast<int>(mix.size()));
+  for (int channel = 0; channel < audio.Channels(); ++channel) {
     SCOPED_TRACE("channel " + std::to_string(channel));
     const std::vector<double>& shares = mix[static_cast<std::size_t>(channel)];
     std::vector<double> tones;
     for (int from = 0; from < input.Channels(); ++from) {
       const double tone = kTones[from];
       // LAME itself takes 5 % off at low bit rates.
-      EXPECT_NEAR(sound.Amplitude(channel, tone) / input.Amplitude(from, tone),
+      EXPECT_NEAR(audio.Amplitude(channel, tone) / input.Amplitude(from, tone),
                   shares[static_cast<std::size_t>(from)], 0.06)
           << tone;
       tones.push_back(tone);
     }
-    EXPECT_LT(sound.Rest(channel, tones), 0.1 * kAmplitude);
+    EXPECT_LT(audio.Rest(channel, tones), 0.1 * kAmplitude);
   }
 }
 
@@ -151,20 +151,20 @@ TEST_P(ReencodedAudio, KeepsFrequencyLevelAndChannelOfTones) {
   const Source& source = GetParam();
   const test::ScratchFolder folder;
   const std::string tones = MakeTones(source);
-  const test::Sound input(tones);
-  ExpectTones(test::Sound(Convert(tones, folder)), input, Mp3Mix(source.channels));
+  const test::Audio input(tones);
+  ExpectTones(test::Audio(Convert(tones, folder)), input, Mp3Mix(source.channels));
   const std::string joined = Join(tones, folder);
-  if (!joined.empty()) ExpectTones(test::Sound(joined), input, Unmixed(source.channels));
+  if (!joined.empty()) ExpectTones(test::Audio(joined), input, Unmixed(source.channels));
 }
 
 // From the first sample on, within a fifth of the shortest encoder frame.
-void ExpectSameClicks(const test::Sound& sound, const test::Sound& input) {
-  const std::vector<double> clicks = sound.Clicks(0);
+void ExpectSameClicks(const test::Audio& audio, const test::Audio& input) {
+  const std::vector<double> clicks = audio.Clicks(0);
   const std::vector<double> expected = input.Clicks(0);
   ASSERT_EQ(expected.size(), kClicks);
   ASSERT_EQ(clicks.size(), kClicks);
   for (std::size_t i = 0; i < kClicks; ++i) {
-    EXPECT_NEAR(clicks[i] - sound.Start(), expected[i] - input.Start(), 0.002) << i;
+    EXPECT_NEAR(clicks[i] - audio.Start(), expected[i] - input.Start(), 0.002) << i;
   }
 }
 
@@ -172,21 +172,21 @@ TEST_P(ReencodedAudio, KeepsTheTimeOfClicksAndTheLength) {
   const Source& source = GetParam();
   const test::ScratchFolder folder;
   const std::string clicks = MakeClicks(source);
-  const test::Sound input(clicks);
+  const test::Audio input(clicks);
   const double frame = 1152.0 / source.rate;
 
-  const test::Sound converted(Convert(clicks, folder));
+  const test::Audio converted(Convert(clicks, folder));
   ExpectSameClicks(converted, input);
   EXPECT_NEAR(converted.Length(), input.Length(), frame);
 
   const std::string joined = Join(clicks, folder);
   if (joined.empty()) return;
-  const test::Sound sound(joined);
-  ExpectSameClicks(sound, input);
-  EXPECT_NEAR(sound.Length(), input.Length(), frame);
+  const test::Audio audio(joined);
+  ExpectSameClicks(audio, input);
+  EXPECT_NEAR(audio.Length(), input.Length(), frame);
   // MP3 files count the encoder's delay, which isn't played.
   const bool startsLate = std::string(source.name).ends_with(".mp3");
-  EXPECT_NEAR(sound.Start(), startsLate ? 0 : input.Start(), 0.001);
+  EXPECT_NEAR(audio.Start(), startsLate ? 0 : input.Start(), 0.001);
 }
 
 // Times of all clicks after a join with a file that ffmpeg makes of half-second clicks.
@@ -196,7 +196,7 @@ std::vector<double> JoinedClicks(const std::string& name, const std::string& fil
       name, options + " -f lavfi -i \"aevalsrc=0.6*lt(mod(t+0.25\\,0.5)\\,0.0005):s=48000:d=4" +
                 filter + "\" -c:a libopus -b:a 64k");
   const test::ScratchFolder folder;
-  return test::Sound(Join(audio, folder)).Clicks(0);
+  return test::Audio(Join(audio, folder)).Clicks(0);
 }
 
 INSTANTIATE_TEST_SUITE_P(Sources, ReencodedAudio, testing::ValuesIn(kSources),

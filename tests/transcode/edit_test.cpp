@@ -19,7 +19,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// Numbered pictures with B pictures, a key picture every 30, and a tone of the same length.
+// Numbered frames with B-frames, a key frame every 30, and a tone of the same length.
 std::string Film(const std::string& extension) {
   std::string codecs = "-c:v libx264 -qp 4 -g 30 -sc_threshold 0 -bf 2 -c:a aac";
   if (extension == "avi") codecs = "-c:v mpeg4 -q:v 1 -g 30 -bf 2 -c:a libmp3lame";
@@ -49,7 +49,7 @@ struct Track {
   std::vector<std::string> payloads;
 };
 
-TEST(Trim, KeepsThePicturesFromStartToEndIncluded) {
+TEST(Trim, KeepsTheFramesFromStartToEndIncluded) {
   struct Window {
     std::uint32_t start, end;
     int first, last;
@@ -63,25 +63,25 @@ TEST(Trim, KeepsThePicturesFromStartToEndIncluded) {
       ASSERT_EQ(
           MPG_SaveTrimmedVideo(Film(extension).c_str(), output.c_str(), window.start, window.end),
           0);
-      EXPECT_EQ(test::PictureNumbers(output), Range(window.first, window.last));
+      EXPECT_EQ(test::PictureOrder(output), Range(window.first, window.last));
       EXPECT_EQ(test::DecodingErrors(output), "");
     }
   }
 }
 
-TEST(Trim, MovesPicturesAndSoundByTheSameTime) {
+TEST(Trim, MovesFramesAndAudioByTheSameTime) {
   const test::ScratchFolder folder;
   const std::string output = folder / "out.mp4";
   ASSERT_EQ(MPG_SaveTrimmedVideo(Film("mp4").c_str(), output.c_str(), 2, 3), 0);
   EXPECT_NEAR(Track(output, "v:0").start, 0, 0.001);
-  // From the key picture at 1.2 s on: 0.8 s ahead of the start, give or take some packets.
+  // From the key frame at 1.2 s on: 0.8 s ahead of the start, give or take some packets.
   EXPECT_NEAR(Track(output, "a:0").start, -0.8, 0.1);
   const std::vector<std::string> whole = test::ReadPayloads(Film("mp4"), "a:0");
   const std::vector<std::string> kept = test::ReadPayloads(output, "a:0");
   EXPECT_TRUE(std::equal(kept.rbegin(), kept.rend(), whole.rbegin()));
 }
 
-TEST(Trim, LeavesNoPicturesForAWindowWithoutAny) {
+TEST(Trim, LeavesNoFramesForAWindowWithoutAny) {
   const test::ScratchFolder folder;
   for (const auto& [start, end] : {std::pair{3u, 2u}, std::pair{50u, 60u}}) {
     const std::string output = folder / "out.mp4";
@@ -104,7 +104,7 @@ TEST(Trim, EndsAtTheTwentySeventhBrokenPacket) {
     test::WriteBytes(folder / "in.avi", damaged);
     ASSERT_EQ(MPG_SaveTrimmedVideo((folder / "in.avi").c_str(), (folder / "out.avi").c_str(), 0, 9),
               0);
-    EXPECT_EQ(test::PictureNumbers(folder / "out.avi").size(), kept);
+    EXPECT_EQ(test::PictureOrder(folder / "out.avi").size(), kept);
   }
 }
 
@@ -134,22 +134,22 @@ TEST(Crop, EndsAtAPacketThatDoesNotDecode) {
   }
 }
 
-TEST(ShiftAudio, MovesTheSoundAndNothingElse) {
+TEST(ShiftAudio, MovesTheAudioAndNothingElse) {
   const test::ScratchFolder folder;
   for (const char* extension : {"mp4", "mkv", "ts", "flv"}) {
     const std::string output = folder / (std::string("out.") + extension);
-    const Track filmPictures(Film(extension), "v:0");
-    const Track filmSound(Film(extension), "a:0");
+    const Track filmFrames(Film(extension), "v:0");
+    const Track filmAudio(Film(extension), "a:0");
     for (const int milliseconds : {250, 1, 0, -1, -250}) {
       SCOPED_TRACE(std::string(extension) + " by " + std::to_string(milliseconds));
       ASSERT_EQ(MPG_ShiftAudio(Film(extension).c_str(), output.c_str(), milliseconds, nullptr, 0),
                 0);
-      const Track pictures(output, "v:0");
-      const Track sound(output, "a:0");
-      EXPECT_NEAR(sound.start - pictures.start - (filmSound.start - filmPictures.start),
+      const Track frames(output, "v:0");
+      const Track audio(output, "a:0");
+      EXPECT_NEAR(audio.start - frames.start - (filmAudio.start - filmFrames.start),
                   milliseconds / 1000.0, 0.0011);
-      EXPECT_EQ(pictures.payloads, filmPictures.payloads);
-      EXPECT_EQ(sound.payloads, filmSound.payloads);
+      EXPECT_EQ(frames.payloads, filmFrames.payloads);
+      EXPECT_EQ(audio.payloads, filmAudio.payloads);
     }
   }
 }

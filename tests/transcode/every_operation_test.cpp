@@ -9,11 +9,11 @@
 #include <vector>
 
 #include "mpg/mpg.h"
+#include "support/audio.h"
 #include "support/host.h"
 #include "support/media.h"
 #include "support/pictures.h"
 #include "support/probe.h"
-#include "support/sound.h"
 #include "transcode/host_call.h"
 
 namespace {
@@ -99,7 +99,7 @@ TEST(EveryOperation, AnswersWhatItCannotWorkWithByACodeAndNoFile) {
       // No muxer of that name.
       {folder / "film.unheard", edits(kExit)},
       // MPEG-H, which FFmpeg can't decode; then what it decodes, but doesn't encode (of which the
-      // pictures are none in truth).
+      // frames are none in truth).
       {Retagged(folder / "mpeg-h.mp4", test::Ac3Audio(), "ac-3", "mhm1"), all(kUnknown)},
       {Retagged(folder / "mace.mov", pcm, "twos", "MAC3"),
        {0, kUnknown, 0, kUnknown, kUnknown, kUnknown}},
@@ -143,7 +143,7 @@ TEST(EveryOperation, TakesOneAudioOfSeveral) {
       SCOPED_TRACE(std::string(operation.name) + c.bitRates);
       test::ProgressLog log;
       ASSERT_EQ(operation.run(input, folder / "out", log), 0);
-      const test::Sound audio(folder / "out");
+      const test::Audio audio(folder / "out");
       EXPECT_NEAR(audio.Amplitude(0, c.frequency), 0.125, 0.01);
       EXPECT_LT(audio.Amplitude(0, 1000 - c.frequency), 0.001);
     }

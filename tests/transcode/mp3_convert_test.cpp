@@ -6,11 +6,11 @@
 #include <vector>
 
 #include "mpg/mpg.h"
+#include "support/audio.h"
 #include "support/host.h"
 #include "support/media.h"
 #include "support/probe.h"
 #include "support/process.h"
-#include "support/sound.h"
 #include "transcode/host_call.h"
 
 namespace {
@@ -117,7 +117,7 @@ TEST(Mp3Convert, Tolerates19BrokenPacketsAsTranscodingDoes) {
   const test::ScratchFolder folder;
   for (const auto& [convert, keepsPartialFile] : operations) {
     EXPECT_EQ(convert(Damaged(folder, 19), folder / "a.mp3"), 0);
-    EXPECT_NEAR(test::Sound(folder / "a.mp3").Length(), 4 - 19 * 2 * 0.032, 0.06);
+    EXPECT_NEAR(test::Audio(folder / "a.mp3").Length(), 4 - 19 * 2 * 0.032, 0.06);
     const int result = convert(Damaged(folder, 20), folder / "b.mp3");
     EXPECT_STREQ(MPG_GetErrorText(result), "Invalid data found when processing input");
     EXPECT_EQ(fs::exists(folder / "b.mp3"), keepsPartialFile);

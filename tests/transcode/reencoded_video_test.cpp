@@ -20,7 +20,7 @@ namespace {
 
 using test::Transcode;
 
-// A source of ffmpeg's as video with sound; the encoder's arguments follow the filter.
+// A source of ffmpeg's as video with audio; the encoder's arguments follow the filter.
 std::string Video(const std::string& name, const std::string& filter, const std::string& encoder) {
   return test::MakeMedia(name, "-f lavfi -i \"" + filter +
                                    "\" -f lavfi -i sine=duration=1:sample_rate=48000 " +

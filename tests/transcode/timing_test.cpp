@@ -9,11 +9,11 @@
 #include <vector>
 
 #include "mpg/mpg.h"
+#include "support/audio.h"
 #include "support/host.h"
 #include "support/media.h"
 #include "support/pictures.h"
 #include "support/probe.h"
-#include "support/sound.h"
 #include "transcode/host_call.h"
 
 namespace {
@@ -22,7 +22,7 @@ using Operation = std::function<int(const std::string& in, const std::string& ou
 
 constexpr const char* kH264 = "-c:v libx264 -qp 4 -g 30 -bf 2 ";
 
-// A click begins with each picture that is numbered 10, 35, 60 or 85.
+// A click begins with each frame that is numbered 10, 35, 60 or 85.
 std::string ClickingFilm(const std::string& extension, const std::string& options = "") {
   return test::NumberedVideo("clicks." + extension,
                              std::string("-f lavfi -i \"aevalsrc=0.6*lt(mod(t+0.6\\,1)\\,0.001):"
@@ -30,7 +30,7 @@ std::string ClickingFilm(const std::string& extension, const std::string& option
                                  kH264 + "-c:a aac " + options);
 }
 
-// The same with sound that comes later by some seconds, or earlier.
+// The same with audio that comes later by some seconds, or earlier.
 std::string UnevenFilm(const std::string& extension, const std::string& seconds) {
   const std::string film = ClickingFilm("mkv");
   return test::MakeMedia("uneven." + extension, "-i " + film + " -itsoffset " + seconds + " -i " +
@@ -47,22 +47,22 @@ std::vector<int> Numbers(int times) {
   return numbers;
 }
 
-// Every picture in its turn, and each click as much behind its picture as expected.
+// Every frame in its turn, and each click as much behind its frame as expected.
 void ExpectTogether(const std::string& path, int times, double delay) {
-  const std::vector<int> numbers = test::PictureNumbers(path);
+  const std::vector<int> numbers = test::PictureOrder(path);
   EXPECT_EQ(numbers, Numbers(times));
-  const std::vector<double> shown = test::PictureTimes(path);
+  const std::vector<double> shown = test::FrameTimes(path);
   ASSERT_EQ(numbers.size(), shown.size());
   std::vector<double> flashes;
   for (std::size_t i = 0; i < numbers.size(); ++i) {
     if (numbers[i] % 25 == 10) flashes.push_back(shown[i]);
   }
-  const std::vector<double> clicks = test::Sound(path).Clicks(0);
+  const std::vector<double> clicks = test::Audio(path).Clicks(0);
   ASSERT_EQ(flashes.size(), clicks.size());
   for (std::size_t i = 0; i < clicks.size(); ++i) EXPECT_NEAR(clicks[i], flashes[i] + delay, 0.04);
 }
 
-TEST(Timing, TranscodingKeepsPicturesAndSoundTogether) {
+TEST(Timing, TranscodingKeepsFramesAndAudioTogether) {
   struct Film {
     std::string path;
     double delay;
@@ -104,7 +104,7 @@ TEST(Timing, AClockThatIsSetBackGoesOn) {
       {"trim",
        [](auto& in, auto& out) { return MPG_SaveTrimmedVideo(in.c_str(), out.c_str(), 0, 99); }},
       {"copy", TranscodeWith({.formatId = MPG_FORMAT_MP4})},
-      {"sound", TranscodeWith({.formatId = MPG_FORMAT_TS, .targetAudioCodec = 1})},
+      {"audio", TranscodeWith({.formatId = MPG_FORMAT_TS, .targetAudioCodec = 1})},
       {"both",
        TranscodeWith({.formatId = MPG_FORMAT_MP4, .targetAudioCodec = 2, .videoReencode = 1})},
   };
@@ -115,7 +115,7 @@ TEST(Timing, AClockThatIsSetBackGoesOn) {
   }
 }
 
-// Pairs of pictures that fall on one tick of AVI, and pauses behind them.
+// Pairs of frames that fall on one tick of AVI, and pauses behind them.
 std::string Pairs(const std::string& name, const std::string& codecs) {
   return test::NumberedVideo(
       name,
@@ -125,15 +125,15 @@ std::string Pairs(const std::string& name, const std::string& codecs) {
           codecs);
 }
 
-TEST(Timing, PicturesOnATickThatIsTakenGetTheNext) {
+TEST(Timing, FramesOnATickThatIsTakenGetTheNext) {
   const std::string film = Pairs("pairs.mp4", "-c:v mpeg4 -q:v 2 -g 30 -c:a libmp3lame");
   const test::ScratchFolder folder;
   ASSERT_EQ(test::Transcode(film, folder / "out", {.formatId = MPG_FORMAT_AVI}), 0);
   EXPECT_EQ(test::ReadPayloads(folder / "out", "v:0"), test::ReadPayloads(film, "v:0"));
 }
 
-// Where pictures of uneven length tell none.
-TEST(Timing, TheLastPictureIsShown) {
+// Where frames of uneven length tell none.
+TEST(Timing, TheLastFrameIsShown) {
   const std::string film = Pairs("uneven.mp4", std::string(kH264) + "-c:a aac");
   const test::ScratchFolder folder;
   const Operation operations[] = {
@@ -144,22 +144,22 @@ TEST(Timing, TheLastPictureIsShown) {
       }};
   for (const Operation& operation : operations) {
     ASSERT_EQ(operation(film, folder / "out"), 0);
-    EXPECT_EQ(test::PictureNumbers(folder / "out"), Numbers(1));
+    EXPECT_EQ(test::PictureOrder(folder / "out"), Numbers(1));
   }
 }
 
-TEST(Timing, TrimmedPicturesStandBesideTheirSound) {
+TEST(Timing, TrimmedFramesStandBesideTheirAudio) {
   const std::string film = test::MakeMedia(
       "long.mkv", "-f lavfi -i testsrc=s=64x48:r=25 -f lavfi -i sine -t 30 -c:v mpeg4 -c:a aac");
   const test::ScratchFolder folder;
   ASSERT_EQ(MPG_SaveTrimmedVideo(film.c_str(), (folder / "out").c_str(), 0, 1), 0);
-  // Of the packets in the order of the file: the last that belongs to the pictures.
+  // Of the packets in the order of the file: the last that belongs to the frames.
   std::string streams = test::Probe(folder / "out", "packet=stream_index");
   std::erase(streams, '\n');
   EXPECT_LT(streams.rfind('1'), 100u);
 }
 
-// The last pictures come out of a decoder's threads after an error.
+// The last frames come out of a decoder's threads after an error.
 TEST(Timing, DecodersAreEmptiedBehindADamagedPacket) {
   const std::string film = test::MakeMedia(
       "damaged.mkv", "-i " +
@@ -169,12 +169,12 @@ TEST(Timing, DecodersAreEmptiedBehindADamagedPacket) {
                          " -c copy -bsf:v \"noise=amount=not(n-98)\"");
   const test::ScratchFolder folder;
   ASSERT_EQ(MPG_SaveTrimmedVideo(film.c_str(), (folder / "out.mkv").c_str(), 0, 9), 0);
-  const std::vector<int> numbers = test::PictureNumbers(folder / "out.mkv");
+  const std::vector<int> numbers = test::PictureOrder(folder / "out.mkv");
   ASSERT_FALSE(numbers.empty());
   EXPECT_EQ(numbers.back(), 99);
 }
 
-// A table of key pictures that names another picture than the only one.
+// A table of key frames that names another frame than the only one.
 TEST(Timing, TrimsAStreamWithoutAKeyPacket) {
   std::string film = test::ReadBytes(test::NumberedVideo(
       "keyless.mov", "-f lavfi -i sine -t 4 -c:v mpeg4 -q:v 2 -g 300 -c:a aac"));
@@ -183,16 +183,16 @@ TEST(Timing, TrimsAStreamWithoutAKeyPacket) {
   test::WriteBytes(folder / "in.mov", film);
   ASSERT_EQ(MPG_SaveTrimmedVideo((folder / "in.mov").c_str(), (folder / "out.mov").c_str(), 1, 2),
             0);
-  const std::vector<int> numbers = test::PictureNumbers(folder / "out.mov");
+  const std::vector<int> numbers = test::PictureOrder(folder / "out.mov");
   ASSERT_EQ(numbers.size(), 26u);
   EXPECT_EQ(numbers.front(), 25);
 }
 
-TEST(Timing, SoundDecodersAreEmptied) {
+TEST(Timing, AudioDecodersAreEmptied) {
   const std::string wma = test::MakeMedia("tone.wma", "-f lavfi -i sine -t 2 -c:a wmav2");
   const test::ScratchFolder folder;
   ASSERT_EQ(MP3_Convert(wma.c_str(), (folder / "out.mp3").c_str(), 0, nullptr, 0), 0);
-  EXPECT_GT(test::Sound(folder / "out.mp3").Length(), 1.99);
+  EXPECT_GT(test::Audio(folder / "out.mp3").Length(), 1.99);
 }
 
 TEST(Timing, HevcGetsTheTagOfItsParameterSets) {
@@ -234,8 +234,8 @@ TEST(Timing, ProgressCountsFromTheStartWhereverTheLengthStands) {
   }
 }
 
-// Sound that goes on for a minute behind the last picture.
-TEST(Timing, TheRestOfTheSoundAsksTheHost) {
+// Audio that goes on for a minute behind the last frame.
+TEST(Timing, TheRestOfTheAudioAsksTheHost) {
   const std::string film = test::MakeMedia(
       "rest.mp4", "-f lavfi -i testsrc=s=64x48:r=25:d=1 -f lavfi -i sine=d=60 -c:v mpeg4 -c:a aac");
   const test::ScratchFolder folder;

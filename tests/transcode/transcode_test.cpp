@@ -25,15 +25,15 @@ std::string Film(const std::string& extension) {
   return test::NumberedVideo("film." + extension, std::string(kTone) + kH264 + "-c:a aac");
 }
 
-// With further streams, which no output may hold: sound, pictures and subtitles.
+// With further streams, which no output may hold: audio, frames and subtitles.
 std::string CrowdedFilm() {
-  const std::string pictures =
+  const std::string frames =
       test::MakeMedia("s.mkv", "-f lavfi -i color=size=16x16:duration=1 -c:v ffv1");
   // One subtitle of the SubRip format.
   const std::string words =
       "-f srt -i \"data:text/plain;base64,MQowMDowMDowMCw1MDAgLS0+IDAwOjAwOjAyLDAwMAp3b3Jkcwo=\"";
   return test::MakeMedia("crowded.mkv", "-i " + Film("mp4") + " -i " + test::OpusAudio(4) + " -i " +
-                                            pictures + " " + words +
+                                            frames + " " + words +
                                             " -map 0 -map 1:a -map 2:v -map 3:s -c copy");
 }
 
@@ -48,7 +48,7 @@ TEST(Transcode, FillsEveryContainerFromEveryOther) {
     std::string input;
     TranscodeParams params;
     const char* container;
-    const char *soundCodec, *pictureCodec;
+    const char *audioCodec, *frameCodec;
   };
   const TranscodeParams avi{.formatId = MPG_FORMAT_AVI}, mp4{.formatId = MPG_FORMAT_MP4},
       ts{.formatId = MPG_FORMAT_TS};
@@ -102,26 +102,26 @@ TEST(Transcode, FillsEveryContainerFromEveryOther) {
     SCOPED_TRACE(c.input + " as " + c.container);
     ASSERT_EQ(Transcode(c.input, output, c.params), 0);
     EXPECT_EQ(test::Probe(output, "format=format_name"), c.container);
-    // Several of these small pictures share a packet there, and only its first has a time.
+    // Several of these small frames share a packet there, and only its first has a time.
     const bool isProgramStream = std::string(c.container) == "mpeg";
     EXPECT_TRUE(isProgramStream || test::DecodingErrors(output).empty());
-    const bool hasPictures = c.params.formatId != static_cast<int>(MPG_FORMAT_MP3);
-    EXPECT_EQ(CodecOf(output, "0"), c.soundCodec);
-    if (!hasPictures) continue;
-    EXPECT_EQ(CodecOf(output, "1"), c.pictureCodec);
+    const bool hasFrames = c.params.formatId != static_cast<int>(MPG_FORMAT_MP3);
+    EXPECT_EQ(CodecOf(output, "0"), c.audioCodec);
+    if (!hasFrames) continue;
+    EXPECT_EQ(CodecOf(output, "1"), c.frameCodec);
     EXPECT_EQ(test::ReadPackets(output, "1").size(), 100u);
     EXPECT_EQ(test::Probe(output, "stream=index", "2"), "");
-    const std::vector<test::Packet> sound = test::ReadPackets(output, "0");
-    const std::vector<test::Packet> pictures = test::ReadPackets(output, "1");
-    ASSERT_FALSE(sound.empty());
-    // AVI tells no presentation times of pictures that others overtake.
-    if (!pictures.front().pts) continue;
-    EXPECT_NEAR(*pictures.front().pts, *sound.front().pts, 0.0901);
-    EXPECT_NEAR(*sound.back().pts - *sound.front().pts, 4, 0.1);
+    const std::vector<test::Packet> audio = test::ReadPackets(output, "0");
+    const std::vector<test::Packet> frames = test::ReadPackets(output, "1");
+    ASSERT_FALSE(audio.empty());
+    // AVI tells no presentation times of frames that others overtake.
+    if (!frames.front().pts) continue;
+    EXPECT_NEAR(*frames.front().pts, *audio.front().pts, 0.0901);
+    EXPECT_NEAR(*audio.back().pts - *audio.front().pts, 4, 0.1);
   }
 }
 
-TEST(Transcode, KeepsEveryPictureInItsPlace) {
+TEST(Transcode, KeepsEveryFrameInItsPlace) {
   std::vector<int> all(100);
   for (int i = 0; i < 100; ++i) all[static_cast<std::size_t>(i)] = i;
   const test::ScratchFolder folder;
@@ -132,13 +132,13 @@ TEST(Transcode, KeepsEveryPictureInItsPlace) {
         TranscodeParams{.formatId = MPG_FORMAT_AVI},
         TranscodeParams{.formatId = MPG_FORMAT_MP4, .targetVideoCodec = 6, .targetHeight = 96}}) {
     ASSERT_EQ(Transcode(Film("ts"), output, params), 0);
-    EXPECT_EQ(test::PictureNumbers(output), all) << params.formatId << params.videoReencode;
+    EXPECT_EQ(test::PictureOrder(output), all) << params.formatId << params.videoReencode;
     EXPECT_EQ(test::DecodingErrors(output), "");
   }
 }
 
-// Encoders whose rate control counts pictures must not take the ticks of a fine time base for them.
-TEST(Transcode, GivesPicturesTheirTimesAndBits) {
+// Encoders whose rate control counts frames must not take the ticks of a fine time base for them.
+TEST(Transcode, GivesFramesTheirTimesAndBits) {
   const std::string uneven =
       test::MakeMedia("uneven.mp4",
                       "-f lavfi -i \"testsrc2=size=320x240:rate=25:duration=4,noise=alls=12:allf=t,"
@@ -156,9 +156,9 @@ TEST(Transcode, GivesPicturesTheirTimesAndBits) {
                          .targetVideoBitRate = kBitRate}),
               0);
     ASSERT_EQ(MPG_SaveTrimmedVideo(output.c_str(), trimmed.c_str(), 0, 4), 0);
-    const std::vector<double> times = test::PictureTimes(uneven);
+    const std::vector<double> times = test::FrameTimes(uneven);
     for (const std::string& path : {output, trimmed}) {
-      const std::vector<double> written = test::PictureTimes(path);
+      const std::vector<double> written = test::FrameTimes(path);
       ASSERT_EQ(written.size(), times.size());
       for (std::size_t i = 0; i < times.size(); ++i) EXPECT_NEAR(written[i], times[i], 0.001);
       // Four seconds are too few for the encoders to come close.

@@ -12,7 +12,7 @@ namespace {
 // Which of the source's side data a re-encoded stream has.
 std::vector<int> KeptSideData(const char* muxerName) {
   const AVOutputFormat& muxer = *av_guess_format(muxerName, nullptr, nullptr);
-  const OutputFormatPtr file(avformat_alloc_context());
+  const OutputContextPtr file(avformat_alloc_context());
   AVStream& source = *avformat_new_stream(file.get(), nullptr);
   AVStream& target = *avformat_new_stream(file.get(), nullptr);
   std::int32_t matrix[9] = {0, 1 << 16, 0, -(1 << 16), 0, 0, 0, 0, 1 << 30};
@@ -32,12 +32,12 @@ std::vector<int> KeptSideData(const char* muxerName) {
 }
 
 TEST(DescribeVideoEncoder, KeepsSideDataThatIsTrueOfReencodedFrames) {
-  const std::vector<int> ofPictures{AV_PKT_DATA_MASTERING_DISPLAY_METADATA,
-                                    AV_PKT_DATA_CONTENT_LIGHT_LEVEL};
-  std::vector<int> withMatrix = ofPictures;
+  const std::vector<int> ofFrames{AV_PKT_DATA_MASTERING_DISPLAY_METADATA,
+                                  AV_PKT_DATA_CONTENT_LIGHT_LEVEL};
+  std::vector<int> withMatrix = ofFrames;
   withMatrix.insert(withMatrix.begin(), AV_PKT_DATA_DISPLAYMATRIX);
   EXPECT_EQ(KeptSideData("mp4"), withMatrix);
-  EXPECT_EQ(KeptSideData("avi"), ofPictures);
+  EXPECT_EQ(KeptSideData("avi"), ofFrames);
 }
 
 }  // namespace

@@ -9,7 +9,7 @@
 
 namespace mpg {
 
-void PrintTo(const PictureSize& size, std::ostream* out) {
+void PrintTo(const FrameSize& size, std::ostream* out) {
   *out << size.width << " x " << size.height;
 }
 
@@ -26,7 +26,7 @@ TEST(SnapVideoBitRate, RoundsUpToTheLadder) {
 }
 
 TEST(SnapH263Size, KnowsFiveSizes) {
-  constexpr std::pair<PictureSize, PictureSize> kCases[] = {
+  constexpr std::pair<FrameSize, FrameSize> kCases[] = {
       {{176, 144}, {176, 144}},  {{1408, 1152}, {1408, 1152}}, {{640, 360}, {352, 288}},
       {{176, 100}, {128, 96}},   {{1920, 1080}, {1408, 1152}}, {{528, 432}, {704, 576}},
       {{1920, 800}, {704, 576}}, {{255, 1000}, {128, 96}},     {{1000, 191}, {128, 96}},
@@ -37,9 +37,9 @@ TEST(SnapH263Size, KnowsFiveSizes) {
 TEST(RequestedSize, FollowsWhatTheHostGives) {
   struct Case {
     std::int32_t width, height, scalePercent, codec;
-    PictureSize input, expected;
+    FrameSize input, expected;
   };
-  constexpr PictureSize kHd{1280, 720};
+  constexpr FrameSize kHd{1280, 720};
   constexpr Case kCases[] = {
       {0, 360, 0, 0, kHd, {640, 360}},       {320, 0, 0, 0, kHd, {320, 180}},
       {100, 100, 0, 0, kHd, {100, 100}},     {0, 0, 50, 0, kHd, {0, 0}},

@@ -7,12 +7,12 @@
 namespace test {
 
 /// The decoded samples of a file's first audio stream and when each is to be heard.
-class Sound {
+class Audio {
  public:
-  explicit Sound(const std::string& path);
+  explicit Audio(const std::string& path);
 
   int Channels() const { return channels_; }
-  /// Seconds of sound, gaps not counted.
+  /// Seconds of audio, gaps not counted.
   double Length() const;
   /// The time of the first sample in seconds.
   double Start() const { return pieces_.front().time; }

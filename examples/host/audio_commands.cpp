@@ -26,9 +26,9 @@ void ConvertToMp3(const Mp3Arguments& arguments) {
 
 }  // namespace
 
-void AddSoundCommands(CLI::App& app) {
+void AddAudioCommands(CLI::App& app) {
   const auto arguments = std::make_shared<Mp3Arguments>();
-  CLI::App* const mp3 = app.add_subcommand("mp3", "Write a file's sound as MP3");
+  CLI::App* const mp3 = app.add_subcommand("mp3", "Write a file's audio as MP3");
   mp3->add_option("input", arguments->input)->required();
   mp3->add_option("output", arguments->output,
                   "File to write; without it, the input's name with mp3");

@@ -1,4 +1,4 @@
-#include "transcode/transcode_pictures.h"
+#include "transcode/transcode_video.h"
 
 #include <utility>
 
@@ -16,8 +16,8 @@ AVStream* FindUsableVideo(const Input& input, const TranscodeParams& params) {
   return source != nullptr && isKnown && avcodec_find_encoder(wanted) != nullptr ? source : nullptr;
 }
 
-TranscodePictures::TranscodePictures(Output& output, const Input& input,
-                                     const TranscodeParams& params, StreamProgress& progress)
+TranscodeVideo::TranscodeVideo(Output& output, const Input& input, const TranscodeParams& params,
+                               StreamProgress& progress)
     : output_(output), progress_(progress) {
   if (!AsksForVideo(params)) {
     stream_ = AddVideoStreamFromFile(output, input);
@@ -27,15 +27,15 @@ TranscodePictures::TranscodePictures(Output& output, const Input& input,
   stream_ = video.stream;
   decoder_ = std::move(video.decoder);
   encoder_ = std::move(video.encoder);
-  pictures_.emplace(*encoder_, output, *stream_.source, *stream_.target);
+  frames_.emplace(*encoder_, output, *stream_.source, *stream_.target);
 }
 
-void TranscodePictures::Take(AVPacket& packet) {
+void TranscodeVideo::Take(AVPacket& packet) {
   if (IsKnown(packet.pts) && !progress_.ReportTime(packet.pts)) return;
   DelayPacket(packet, -origin_);
   const std::int64_t time = IsKnown(packet.pts) ? packet.pts : packet.dts;
   if (IsKnown(time)) time_ = time;
-  if (pictures_) {
+  if (frames_) {
     Decode(&packet);
   } else {
     if (!IsKnown(packet.pts)) packet.pts = packet.dts;
@@ -43,15 +43,15 @@ void TranscodePictures::Take(AVPacket& packet) {
   }
 }
 
-// A picture that others refer to takes them along.
-bool TranscodePictures::MayBeDropped(const AVPacket& packet) const {
+// A frame that others refer to takes them along.
+bool TranscodeVideo::MayBeDropped(const AVPacket& packet) const {
   const auto rate = [](AVRational timeBase) { return timeBase.den / timeBase.num; };
   const bool isFiner = rate(stream_.source->time_base) > rate(stream_.target->time_base);
   const bool isRepeat = IsKnown(lastPts_) && packet.pts <= lastPts_ && guard_.IsTaken(packet);
   return isFiner && isRepeat && (packet.flags & AV_PKT_FLAG_DISPOSABLE) != 0;
 }
 
-void TranscodePictures::Copy(AVPacket& packet) {
+void TranscodeVideo::Copy(AVPacket& packet) {
   MovePacket(packet, *stream_.source, *stream_.target);
   if (MayBeDropped(packet)) return;
   guard_.Place(packet);
@@ -60,19 +60,19 @@ void TranscodePictures::Copy(AVPacket& packet) {
   Check(output_.Write(packet));
 }
 
-void TranscodePictures::Decode(const AVPacket* packet) {
-  Check(DecodePacket(*decoder_, packet, *picture_, [this] {
-    picture_->pts = picture_->best_effort_timestamp;
-    if (IsKnown(picture_->pts)) pictures_->Encode(*picture_, stream_.source->time_base);
+void TranscodeVideo::Decode(const AVPacket* packet) {
+  Check(DecodePacket(*decoder_, packet, *frame_, [this] {
+    frame_->pts = frame_->best_effort_timestamp;
+    if (IsKnown(frame_->pts)) frames_->Encode(*frame_, stream_.source->time_base);
   }));
 }
 
-void TranscodePictures::DrainDecoder() {
-  if (pictures_) Decode(nullptr);
+void TranscodeVideo::DrainDecoder() {
+  if (frames_) Decode(nullptr);
 }
 
-void TranscodePictures::DrainEncoder() {
-  if (pictures_) pictures_->Drain([this] { return progress_.IsStopped() || progress_.AskAgain(); });
+void TranscodeVideo::DrainEncoder() {
+  if (frames_) frames_->Drain([this] { return progress_.IsStopped() || progress_.AskAgain(); });
 }
 
 }  // namespace mpg

@@ -15,12 +15,12 @@ namespace mpg {
 /// the codec number is out of range.
 AVStream* FindUsableVideo(const Input& input, const TranscodeParams& params);
 
-class TranscodePictures {
+class TranscodeVideo {
  public:
   /// Adds the output stream, before the header, for the stream that FindUsableVideo found. Throws
   /// Error.
-  TranscodePictures(Output& output, const Input& input, const TranscodeParams& params,
-                    StreamProgress& progress);
+  TranscodeVideo(Output& output, const Input& input, const TranscodeParams& params,
+                 StreamProgress& progress);
 
   const AVStream& Source() const { return *stream_.source; }
 
@@ -33,7 +33,7 @@ class TranscodePictures {
   /// Of the last packet taken, from the origin on, in the source's time base.
   std::int64_t Time() const { return time_; }
 
-  /// Behind the last packet: the pictures that the decoder still holds.
+  /// Behind the last packet: the frames that the decoder still holds.
   void DrainDecoder();
   /// What the encoder still holds, until the host stops it.
   void DrainEncoder();
@@ -48,10 +48,10 @@ class TranscodePictures {
   std::int64_t origin_ = 0;
   std::int64_t time_ = 0;
   CopiedStream stream_;
-  CodecPtr decoder_;  // null: the pictures are copied
+  CodecPtr decoder_;  // null: the frames are copied
   CodecPtr encoder_;
-  std::optional<VideoEncoder> pictures_;
-  FramePtr picture_ = MakeFrame();
+  std::optional<VideoEncoder> frames_;
+  FramePtr frame_ = MakeFrame();
   TickGuard guard_;
   std::int64_t lastPts_ = AV_NOPTS_VALUE;
 };

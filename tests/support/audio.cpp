@@ -1,4 +1,4 @@
-#include "support/sound.h"
+#include "support/audio.h"
 
 #include <algorithm>
 #include <cmath>
@@ -17,7 +17,7 @@ namespace test {
 namespace {
 
 std::vector<float> Decode(const std::string& path) {
-  const ScratchFolder folder("sound");
+  const ScratchFolder folder("audio");
   const std::string raw = folder / "samples";
   const ProcessResult decoded =
       RunProgram("ffmpeg -v error -i " + Quoted(path) + " -map 0:a:0 -f f32le " + Quoted(raw));
@@ -39,7 +39,7 @@ std::complex<double> Correlate(const std::vector<double>& signal, double cycles)
 
 }  // namespace
 
-Sound::Sound(const std::string& path)
+Audio::Audio(const std::string& path)
     : rate_(std::stoi(Probe(path, "stream=sample_rate", "a:0"))),
       channels_(std::stoi(Probe(path, "stream=channels", "a:0"))),
       samples_(Decode(path)) {
@@ -54,11 +54,11 @@ Sound::Sound(const std::string& path)
   }
 }
 
-double Sound::Length() const {
+double Audio::Length() const {
   return static_cast<double>(samples_.size()) / channels_ / rate_;
 }
 
-double Sound::TimeOf(std::size_t sample) const {
+double Audio::TimeOf(std::size_t sample) const {
   const auto next = std::upper_bound(
       pieces_.begin(), pieces_.end(), sample,
       [](std::size_t value, const Piece& piece) { return value < piece.firstSample; });
@@ -67,7 +67,7 @@ double Sound::TimeOf(std::size_t sample) const {
 }
 
 // One second: whole frequencies have whole periods there.
-std::vector<double> Sound::Window(int channel) const {
+std::vector<double> Audio::Window(int channel) const {
   std::vector<double> signal;
   const auto first = static_cast<std::size_t>(rate_ / 2);
   for (std::size_t i = first; i < first + static_cast<std::size_t>(rate_); ++i) {
@@ -77,11 +77,11 @@ std::vector<double> Sound::Window(int channel) const {
   return signal;
 }
 
-double Sound::Amplitude(int channel, double frequency) const {
+double Audio::Amplitude(int channel, double frequency) const {
   return std::abs(Correlate(Window(channel), frequency));
 }
 
-double Sound::Rest(int channel, const std::vector<double>& frequencies) const {
+double Audio::Rest(int channel, const std::vector<double>& frequencies) const {
   const std::vector<double> signal = Window(channel);
   double power = 0;
   for (const double value : signal) power += 2 * value * value / static_cast<double>(signal.size());
@@ -89,7 +89,7 @@ double Sound::Rest(int channel, const std::vector<double>& frequencies) const {
   return std::sqrt(std::max(power, 0.0));
 }
 
-std::vector<double> Sound::Clicks(int channel) const {
+std::vector<double> Audio::Clicks(int channel) const {
   const auto level = [&](std::size_t i) {
     return std::abs(
         samples_[i * static_cast<std::size_t>(channels_) + static_cast<std::size_t>(channel)]);
