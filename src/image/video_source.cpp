@@ -1,7 +1,6 @@
 #include "image/video_source.h"
 
 #include "media/stream_finder.h"
-#include "mpg/mpg.h"
 
 namespace mpg {
 namespace {
@@ -9,8 +8,7 @@ namespace {
 // The first video that moves, else cover art.
 const AVStream& FindVideo(const Input& input) {
   const AVStream* stream = FindMovingVideo(input.Context());
-  if (stream == nullptr) stream = FindFirstStream(input.Context(), AVMEDIA_TYPE_VIDEO);
-  if (stream == nullptr) throw Error(MPG_ERR_VIDEO_STREAM_NOT_FOUND);
+  if (stream == nullptr) stream = &RequireVideoStream(input);
   if (avcodec_find_encoder(stream->codecpar->codec_id) == nullptr) throw Error(AVERROR_UNKNOWN);
   return *stream;
 }

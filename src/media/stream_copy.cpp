@@ -20,20 +20,6 @@ AVStream* AddTwin(Output& output, const AVStream& source, const AVCodec* codec) 
   return target;
 }
 
-AVStream* RequireVideo(const Input& input) {
-  AVStream* const source = FindFirstStream(input.Context(), AVMEDIA_TYPE_VIDEO);
-  if (source == nullptr) throw Error(MPG_ERR_VIDEO_STREAM_NOT_FOUND);
-  return source;
-}
-
-CopiedStream AddVideoTwin(Output& output, const Input& input,
-                          const AVCodec* (*findCodec)(AVCodecID)) {
-  AVStream* const source = RequireVideo(input);
-  AVStream* const target = AddTwin(output, *source, findCodec(source->codecpar->codec_id));
-  CopyPresentation(*source, *target);
-  return {source, target};
-}
-
 bool IsAvi(const AVOutputFormat& muxer) {
   return std::string_view(muxer.name) == "avi";
 }
@@ -72,29 +58,20 @@ AVRational VideoTimeBase(const AVOutputFormat& muxer, const AVStream& source) {
   return IsAvi(muxer) ? av_inv_q(FrameRate(source)) : source.time_base;
 }
 
-CopiedStream AddDecodableVideoStream(Output& output, const Input& input) {
-  return AddVideoTwin(output, input, avcodec_find_decoder);
-}
-
-CopiedStream AddVideoStreamFromFile(Output& output, const Input& input) {
-  const auto [source, target] = AddVideoTwin(output, input, avcodec_find_encoder);
-  target->time_base = VideoTimeBase(*output.Context()->oformat, *source);
-  return {source, target};
-}
-
-CopiedStream AddReencodedVideoStream(Output& output, const Input& input) {
-  AVStream* const source = RequireVideo(input);
-  const AVCodec* const codec = avcodec_find_encoder(source->codecpar->codec_id);
-  if (codec == nullptr) throw Error(AVERROR_UNKNOWN);
-  return {source, output.AddStream(codec)};
-}
-
-CopiedStream AddCopiedVideoStream(Output& output, const Input& input) {
-  const auto [source, target] = AddVideoTwin(output, input, avcodec_find_encoder);
-  // Other muxers choose their own.
+CopiedStream AddCopiedVideoStream(Output& output, AVStream& source, VideoCopy copy) {
+  const auto findCodec =
+      copy.known == VideoCopy::Known::kToEncode ? avcodec_find_encoder : avcodec_find_decoder;
+  AVStream* const target = AddTwin(output, source, findCodec(source.codecpar->codec_id));
+  CopyPresentation(source, *target);
   const AVOutputFormat& muxer = *output.Context()->oformat;
-  if (IsAvi(muxer)) target->time_base = VideoTimeBase(muxer, *source);
-  return {source, target};
+  if (copy.keepsTimeBase || IsAvi(muxer)) target->time_base = VideoTimeBase(muxer, source);
+  return {&source, target};
+}
+
+CopiedStream AddReencodedVideoStream(Output& output, AVStream& source) {
+  const AVCodec* const codec = avcodec_find_encoder(source.codecpar->codec_id);
+  if (codec == nullptr) throw Error(AVERROR_UNKNOWN);
+  return {&source, output.AddStream(codec)};
 }
 
 CopiedStream AddCopiedAudioStream(Output& output, const Input& input) {

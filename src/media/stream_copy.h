@@ -22,27 +22,27 @@ void GiveDuration(AVPacket& packet, const AVStream& source, const AVStream& targ
 /// The time base to ask a muxer for: the source's, but one frame for AVI, which counts them.
 AVRational VideoTimeBase(const AVOutputFormat& muxer, const AVStream& source);
 
-/// Adds a twin of the input's first video stream. Throws Error: MPG_ERR_VIDEO_STREAM_NOT_FOUND;
-/// AVERROR_UNKNOWN when FFmpeg has no encoder for the codec (none is used) or no stream can be
-/// made; else FFmpeg's code.
-CopiedStream AddCopiedVideoStream(Output& output, const Input& input);
+/// How a video stream is copied.
+struct VideoCopy {
+  /// What FFmpeg must have for the codec, although copying uses neither.
+  enum class Known { kToEncode, kToDecode } known = Known::kToEncode;
+  /// The muxer is asked for VideoTimeBase. Otherwise it chooses; AVI is always asked.
+  bool keepsTimeBase = false;
+};
 
-/// The same, and the muxer is asked for the stream's time base (VideoTimeBase).
-CopiedStream AddVideoStreamFromFile(Output& output, const Input& input);
+/// Adds a twin of a video stream. Throws Error: AVERROR_UNKNOWN when FFmpeg doesn't know the codec
+/// as is asked or no stream can be made; else FFmpeg's code.
+CopiedStream AddCopiedVideoStream(Output& output, AVStream& source, VideoCopy copy = {});
 
-/// For the input's first video stream, an empty output stream that is yet to be described. Throws
-/// alike.
-CopiedStream AddReencodedVideoStream(Output& output, const Input& input);
-
-/// As AddCopiedVideoStream, but AVERROR_UNKNOWN when FFmpeg has no decoder for the codec.
-CopiedStream AddDecodableVideoStream(Output& output, const Input& input);
+/// For a video stream, an empty output stream that is yet to be described. Throws alike.
+CopiedStream AddReencodedVideoStream(Output& output, AVStream& source);
 
 /// Hands on what belongs to the video but isn't in the codec parameters: pixel aspect, rotation,
 /// HDR. Throws Error(ENOMEM).
 void CopyPresentation(const AVStream& source, AVStream& target);
 
-/// Adds a twin of the input's usable audio stream. Throws as above, with
-/// MPG_ERR_AUDIO_STREAM_NOT_FOUND.
+/// Adds a twin of the input's usable audio stream. Throws as above, or
+/// Error(MPG_ERR_AUDIO_STREAM_NOT_FOUND).
 CopiedStream AddCopiedAudioStream(Output& output, const Input& input);
 
 }  // namespace mpg

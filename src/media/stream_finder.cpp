@@ -5,6 +5,7 @@
 
 #include "media/analysis.h"
 #include "media/codec.h"
+#include "mpg/mpg.h"
 
 namespace mpg {
 namespace {
@@ -47,6 +48,12 @@ AVStream* FindFirstStream(const AVFormatContext* context, AVMediaType type) {
   const auto found = std::ranges::find_if(
       streams, [type](const AVStream* stream) { return IsOfType(stream, type); });
   return found == streams.end() ? nullptr : *found;
+}
+
+AVStream& RequireVideoStream(const Input& input) {
+  AVStream* const stream = FindFirstStream(input.Context(), AVMEDIA_TYPE_VIDEO);
+  if (stream == nullptr) throw Error(MPG_ERR_VIDEO_STREAM_NOT_FOUND);
+  return *stream;
 }
 
 AVStream* FindMovingVideo(const AVFormatContext* context) {

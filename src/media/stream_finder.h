@@ -22,6 +22,9 @@ int FindCopiableAudioStream(const AVFormatContext* context);
 /// The first stream of a kind, usable or not, or null.
 AVStream* FindFirstStream(const AVFormatContext* context, AVMediaType type);
 
+/// The file's first video stream; throws Error(MPG_ERR_VIDEO_STREAM_NOT_FOUND) where it has none.
+AVStream& RequireVideoStream(const Input& input);
+
 /// True for a picture that stands for the file, such as an album's: FFmpeg's attached picture.
 inline bool IsCoverArt(const AVStream& stream) {
   return (stream.disposition & AV_DISPOSITION_ATTACHED_PIC) != 0;

@@ -4,6 +4,7 @@
 
 #include "media/output.h"
 #include "media/stream_copy.h"
+#include "media/stream_finder.h"
 #include "media/stream_span.h"
 #include "media/timestamps.h"
 #include "remux/join_guard.h"
@@ -43,7 +44,9 @@ class CopyJoin {
       : work_(std::move(work)),
         progress_(progress),
         output_(MuxerByName(work_.muxerName), work_.outputPath, OnFailure::kKeepPartialFile),
-        video_(MakeTrack(work_.video, AddCopiedVideoStream(output_, work_.video), Kind::kVideo)),
+        video_(MakeTrack(work_.video,
+                         AddCopiedVideoStream(output_, RequireVideoStream(work_.video)),
+                         Kind::kVideo)),
         audio_(MakeTrack(work_.audio, AddCopiedAudioStream(output_, work_.audio), Kind::kAudio)),
         total_(ProgressTotal(work_, video_.source, audio_.source)) {}
 

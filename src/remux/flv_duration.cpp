@@ -100,9 +100,8 @@ Bytes MakeHeader(const Input& input, const TemporaryName& temporary, MuxerEntry 
       [&] { return Output(MuxerByName("flv"), temporary.Get(), OnFailure::kDeleteFile); });
   AVFormatContext& format = *output.Context();
   AddCopiedAudioStream(output, input);
-  if (FindFirstStream(input.Context(), AVMEDIA_TYPE_VIDEO) != nullptr) {
-    AddCopiedVideoStream(output, input);
-  }
+  AVStream* const video = FindFirstStream(input.Context(), AVMEDIA_TYPE_VIDEO);
+  if (video != nullptr) AddCopiedVideoStream(output, *video);
   format.duration = input.Duration();
   if (muxerEntry == MuxerEntry::kLeftOut) format.flags |= AVFMT_FLAG_BITEXACT;
   if (padding > 0) AddPadding(format.metadata, padding);

@@ -4,6 +4,7 @@
 
 #include "media/output.h"
 #include "media/stream_copy.h"
+#include "media/stream_finder.h"
 #include "media/stream_span.h"
 #include "media/timestamps.h"
 #include "remux/timestamp_maker.h"
@@ -21,7 +22,8 @@ class ReencodeJoin {
         videoInput_(std::move(work.video)),
         fileSize_(videoInput_.FileSize() + work.audio.FileSize()),
         output_(MuxerByName(work.muxerName), work.outputPath, OnFailure::kKeepPartialFile),
-        video_(AddDecodableVideoStream(output_, videoInput_)),
+        video_(AddCopiedVideoStream(output_, RequireVideoStream(videoInput_),
+                                    {.known = VideoCopy::Known::kToDecode})),
         audio_(OpenAudioReencode(output_, std::move(work.audio), AV_CODEC_ID_AAC)) {
     const std::int64_t bitRate = audio_.input.BitRate();
     audio_.encoder->bit_rate = bitRate != 0 ? bitRate : kFallbackBitRate;

@@ -9,6 +9,7 @@
 
 #include "media/output.h"
 #include "media/stream_copy.h"
+#include "media/stream_finder.h"
 #include "mpg/mpg.h"
 #include "platform/platform.h"
 #include "remux/mp4_initialisation.h"
@@ -31,6 +32,10 @@ Opening Open(AlikeFiles& files, const std::string& path, Analysis analysis,
   return opening;
 } catch (const Error& error) {
   return {.error = error.Code()};
+}
+
+CopiedStream AddVideo(Output& output, const Input& input) {
+  return AddCopiedVideoStream(output, RequireVideoStream(input));
 }
 
 // False when the segment has no such stream or FFmpeg doesn't know its codec.
@@ -88,7 +93,7 @@ class SegmentJoin {
     first_ = Open(files_, list_.paths.front(), Analysis::kWhole);
     const bool isNoSegment = first_.error == AVERROR(ENOENT) || first_.error == AVERROR_INVALIDDATA;
     if (!isNoSegment) Check(first_.error);
-    const bool hasVideo = first_.input && TryAdd(AddCopiedVideoStream, output_, *first_.input);
+    const bool hasVideo = first_.input && TryAdd(AddVideo, output_, *first_.input);
     const bool hasAudio = first_.input && TryAdd(AddCopiedAudioStream, output_, *first_.input);
     if (!hasVideo && !hasAudio) throw Error(MPG_ERR_VIDEO_STREAM_NOT_FOUND);
     if (hasVideo) KeepParameterSets(*output_.Context()->streams[0]->codecpar);

@@ -1,5 +1,6 @@
 #include "transcode/same_container.h"
 
+#include "media/stream_finder.h"
 #include "media/timestamps.h"
 
 namespace mpg {
@@ -10,13 +11,17 @@ AudioReencode AddAudio(Output& output, const char* inputPath) {
   return OpenAudioReencode(output, Input(inputPath), AV_CODEC_ID_NONE);
 }
 
+CopiedStream AddVideo(Output& output, AVStream& source, VideoUse use) {
+  return use == VideoUse::kCopied ? AddCopiedVideoStream(output, source, {.keepsTimeBase = true})
+                                  : AddReencodedVideoStream(output, source);
+}
+
 }  // namespace
 
 SameContainerCopy::SameContainerCopy(const char* inputPath, const char* outputPath, VideoUse use)
     : output_(MuxerForFile(inputPath), outputPath, OnFailure::kDeleteFile),
       audio_(AddAudio(output_, inputPath)),
-      video_(use == VideoUse::kCopied ? AddVideoStreamFromFile(output_, audio_.input)
-                                      : AddReencodedVideoStream(output_, audio_.input)) {
+      video_(AddVideo(output_, RequireVideoStream(audio_.input), use)) {
   audio_.input.SelectStreams({audio_.source->index, video_.source->index});
 }
 

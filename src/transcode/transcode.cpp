@@ -35,8 +35,8 @@ class Transcode {
     if (!HoldsVideo(*output_.Context()->oformat)) return;
     // The pipeline reads the audio by itself; packets that are copied come from one input.
     if (!audio_.IsCopied()) videoInput_.emplace(inputPath.c_str());
-    if (FindUsableVideo(Packets(), params) == nullptr) return;
-    video_.emplace(output_, Packets(), params, progress_);
+    AVStream* const source = FindUsableVideo(Packets(), params);
+    if (source != nullptr) video_.emplace(output_, Packets(), *source, params, progress_);
   }
 
   void Run() {

@@ -16,14 +16,14 @@ AVStream* FindUsableVideo(const Input& input, const TranscodeParams& params) {
   return source != nullptr && isKnown && avcodec_find_encoder(wanted) != nullptr ? source : nullptr;
 }
 
-TranscodeVideo::TranscodeVideo(Output& output, const Input& input, const TranscodeParams& params,
-                               StreamProgress& progress)
+TranscodeVideo::TranscodeVideo(Output& output, const Input& input, AVStream& source,
+                               const TranscodeParams& params, StreamProgress& progress)
     : output_(output), progress_(progress) {
   if (!AsksForVideo(params)) {
-    stream_ = AddVideoStreamFromFile(output, input);
+    stream_ = AddCopiedVideoStream(output, source, {.keepsTimeBase = true});
     return;
   }
-  VideoReencode video = OpenVideoReencode(output, input, params);
+  VideoReencode video = OpenVideoReencode(output, input, source, params);
   stream_ = video.stream;
   decoder_ = std::move(video.decoder);
   encoder_ = std::move(video.encoder);

@@ -19,8 +19,8 @@ class TranscodeVideo {
  public:
   /// Adds the output stream, before the header, for the stream that FindUsableVideo found. Throws
   /// Error.
-  TranscodeVideo(Output& output, const Input& input, const TranscodeParams& params,
-                 StreamProgress& progress);
+  TranscodeVideo(Output& output, const Input& input, AVStream& source,
+                 const TranscodeParams& params, StreamProgress& progress);
 
   const AVStream& Source() const { return *stream_.source; }
 

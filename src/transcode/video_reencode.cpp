@@ -6,7 +6,6 @@
 #include <utility>
 
 #include "core/progress.h"
-#include "media/stream_finder.h"
 #include "transcode/video_encoder_setup.h"
 #include "transcode/video_rates.h"
 
@@ -103,14 +102,13 @@ FrameSize RequestedSize(const TranscodeParams& params, FrameSize input) {
   return size;
 }
 
-VideoReencode OpenVideoReencode(Output& output, const Input& input, const TranscodeParams& params) {
-  AVStream* const source = FindMovingVideo(input.Context());
-  if (source == nullptr) throw Error(MPG_ERR_VIDEO_STREAM_NOT_FOUND);
+VideoReencode OpenVideoReencode(Output& output, const Input& input, AVStream& source,
+                                const TranscodeParams& params) {
   const AVOutputFormat& muxer = *output.Context()->oformat;
-  CodecPtr decoder = OpenDecoder(*source, DecoderThreads::kAuto);
-  const VideoTarget wanted = FindTarget(params, source->codecpar->codec_id);
+  CodecPtr decoder = OpenDecoder(source, DecoderThreads::kAuto);
+  const VideoTarget wanted = FindTarget(params, source.codecpar->codec_id);
   const FrameSize size{decoder->width, decoder->height};
-  CodecPtr encoder = CreateVideoEncoder({.source = *source,
+  CodecPtr encoder = CreateVideoEncoder({.source = source,
                                          .decoder = *decoder,
                                          .codecId = wanted.codecId,
                                          .muxer = muxer,
@@ -121,11 +119,11 @@ VideoReencode OpenVideoReencode(Output& output, const Input& input, const Transc
   OpenEncoder(*encoder, muxer);
   AVStream* const target = output.AddStream(encoder->codec);
   target->codecpar->codec_tag = wanted.tag;
-  const bool isTooFine = IsTooFineForMpeg4(encoder->codec_id, source->time_base);
-  DescribeVideoEncoder(*encoder, *source, muxer,
-                       isTooFine ? kNtscTimeBase : VideoTimeBase(muxer, *source), *target);
-  target->disposition = source->disposition;
-  return {.stream = {.source = source, .target = target},
+  const bool isTooFine = IsTooFineForMpeg4(encoder->codec_id, source.time_base);
+  DescribeVideoEncoder(*encoder, source, muxer,
+                       isTooFine ? kNtscTimeBase : VideoTimeBase(muxer, source), *target);
+  target->disposition = source.disposition;
+  return {.stream = {.source = &source, .target = target},
           .decoder = std::move(decoder),
           .encoder = std::move(encoder)};
 }

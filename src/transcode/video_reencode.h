@@ -25,9 +25,10 @@ struct VideoReencode {
 };
 
 /// Opens decoder and encoder and adds the output stream that describes the encoder; before the
-/// header. Throws Error: MPG_ERR_INVALID_PARAMETER for a codec number out of range,
-/// MPG_ERR_VIDEO_STREAM_NOT_FOUND, AVERROR_UNKNOWN, or FFmpeg's code. The output has no video
-/// stream then.
-VideoReencode OpenVideoReencode(Output& output, const Input& input, const TranscodeParams& params);
+/// header. `source`: a video stream of the input. Throws Error: MPG_ERR_INVALID_PARAMETER for a
+/// codec number out of range, AVERROR_UNKNOWN, or FFmpeg's code. The output has no video stream
+/// then.
+VideoReencode OpenVideoReencode(Output& output, const Input& input, AVStream& source,
+                                const TranscodeParams& params);
 
 }  // namespace mpg
