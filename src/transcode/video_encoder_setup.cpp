@@ -183,7 +183,8 @@ bool HoldsForReencoded(AVPacketSideDataType type, Orientation orientation) {
 }  // namespace
 
 bool IsTopFieldFirst(AVFieldOrder order) {
-  return order == AV_FIELD_TT || order == AV_FIELD_BT;
+  // As Matroska and FFmpeg's own program mean the interleaved orders, whatever its header says.
+  return order == AV_FIELD_TT || order == AV_FIELD_TB;
 }
 
 bool CountsFrames(const AVCodec& codec) {
