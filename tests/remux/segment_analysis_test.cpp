@@ -158,8 +158,8 @@ TEST(SegmentAnalysis, JoinsTheSameFileAsFromWholeAnalyses) {
       // Whether such frames have decoding times of their own can't be told.
       {"unannounced, no B frames", "-c:v libx264 -bf 0", "-c:a aac", 0, "ts", "", kNothing},
       // Its first segment has none.
-      {"B frames without delay", "-c:v libx264 -bf 2 -force_key_frames 'expr:lt(t,2.01)'", "-an", 0,
-       "ts", "-bsf:v setts=pts=DTS", kNoDelay},
+      {"B frames without delay", "-c:v libx264 -bf 2 -force_key_frames \"expr:lt(t,2.01)\"", "-an",
+       0, "ts", "-bsf:v setts=pts=DTS", kNoDelay},
       {"wrapping clock", "-c:v libx264 -bf 2", "-c:a aac", 3, "ts", "-output_ts_offset 95439"},
       {"HEVC", "-c:v libx265 -x265-params log-level=none", "-c:a aac"},
       {"HEVC, no B frames", "-c:v libx265 -x265-params log-level=none:bframes=0", "-c:a eac3"},
