@@ -40,5 +40,23 @@ TEST(DescribeVideoEncoder, KeepsSideDataThatIsTrueOfReencodedFrames) {
   EXPECT_EQ(KeptSideData("avi"), ofFrames);
 }
 
+// At their default speed they take minutes for seconds.
+TEST(MakeVideoEncoder, AsksVp9ForSpeed) {
+  const OutputContextPtr file(avformat_alloc_context());
+  AVStream& source = *avformat_new_stream(file.get(), nullptr);
+  source.time_base = {1, 25};
+  const CodecPtr decoder = MakeEncoder(AV_CODEC_ID_FFV1);
+  decoder->width = decoder->height = 64;
+  decoder->pix_fmt = AV_PIX_FMT_YUV420P;
+  const CodecPtr encoder = MakeVideoEncoder({.source = source,
+                                             .decoder = *decoder,
+                                             .codecId = AV_CODEC_ID_VP9,
+                                             .muxer = *av_guess_format("webm", nullptr, nullptr),
+                                             .fileBitRate = 0});
+  std::int64_t speed = 0;
+  ASSERT_EQ(av_opt_get_int(encoder->priv_data, "cpu-used", 0, &speed), 0);
+  EXPECT_EQ(speed, 2);
+}
+
 }  // namespace
 }  // namespace mpg
