@@ -115,9 +115,8 @@ void SetColours(AVCodecContext& encoder, const VideoEncoderRequest& request) {
     encoder.colorspace = MatrixBySize(encoder.height);
   }
   const bool isFull = !IsRgb(format) && IsFullRange(format, parameters.color_range);
-  if (WithoutRange(encoder.pix_fmt) != encoder.pix_fmt) {
-    encoder.color_range = AVCOL_RANGE_JPEG;
-  } else if (isFull && !IsAlwaysLimited(encoder.codec_id)) {
+  const bool isFullByName = WithoutRange(encoder.pix_fmt) != encoder.pix_fmt;
+  if (isFullByName || (isFull && !IsAlwaysLimited(encoder.codec_id))) {
     encoder.color_range = AVCOL_RANGE_JPEG;
   } else if (isFull || IsRgb(format)) {
     encoder.color_range = AVCOL_RANGE_MPEG;
