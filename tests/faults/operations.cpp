@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstdlib>
+#include <memory>
 #include <string_view>
 
 #include "mpg/mpg.h"
@@ -86,10 +87,10 @@ Outcome Sample(const Paths& in, const std::string& out) {
 
 Outcome Bitmap(const Paths& in, const std::string& /*out*/) {
   std::uint32_t size = 0;
-  void* const bitmap = MPG_GetImageBMP(in[0].c_str(), 1, &size, 30);
-  Outcome outcome{bitmap != nullptr, std::string(static_cast<const char*>(bitmap), size)};
-  std::free(bitmap);
-  return outcome;
+  // Memory may run out where it is copied.
+  const std::unique_ptr<void, decltype(&std::free)> bitmap(
+      MPG_GetImageBMP(in[0].c_str(), 1, &size, 30), &std::free);
+  return {bitmap != nullptr, std::string(static_cast<const char*>(bitmap.get()), size)};
 }
 
 Outcome IsGoodFile(const Paths& in, const std::string& /*out*/) {
