@@ -10,6 +10,7 @@
 #include "core/progress.h"
 #include "core/text.h"
 #include "image/frame_grab.h"
+#include "media/analysis.h"
 #include "media/stream_finder.h"
 #include "mpg/mpg.h"
 #include "probe/media_info.h"
@@ -88,7 +89,7 @@ void MPG_GetDefExtension(const char* path, char* buffer, int32_t size) noexcept 
   // Without an answer it stays empty.
   static_cast<void>(ResultOf([&] {
     RequireArguments(path);
-    const Input input(path);
+    const Input input = OpenInput(path, Analysis::kWithoutDecoding);
     const MergeDecision decision = DecideMerge(ProbeCodecId(input, AVMEDIA_TYPE_AUDIO),
                                                ProbeCodecId(input, AVMEDIA_TYPE_VIDEO));
     CopyWholeText(text, decision.extension);

@@ -1,5 +1,6 @@
 #include "image/video_source.h"
 
+#include "media/analysis.h"
 #include "media/stream_finder.h"
 
 namespace mpg {
@@ -15,7 +16,7 @@ const AVStream& FindVideo(const Input& input) {
 
 }  // namespace
 
-VideoSource::VideoSource(const char* path) : input_(path), stream_(FindVideo(input_)) {
+VideoSource::VideoSource(const char* path) : input_(OpenInput(path)), stream_(FindVideo(input_)) {
   input_.SelectStreams(stream_);
   decoder_ = OpenDecoder(*stream_.codecpar);
   if (decoder_->width == 0 || decoder_->height == 0) throw Error(AVERROR_UNKNOWN);

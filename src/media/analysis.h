@@ -36,13 +36,15 @@
 #include <vector>
 
 #include "media/input.h"
+#include "media/known_packets.h"
 
 namespace mpg {
 
-/// Examines the file whole where less isn't allowed. Throws as Input does. Not for kAsKnown.
-Input OpenInput(const char* path, Analysis analysis);
+/// Examines the file whole where less isn't allowed. Throws Error with FFmpeg's code, or the
+/// system's where the file can't be read. Not for kAsKnown.
+Input OpenInput(const char* path, Analysis analysis = Analysis::kWhole);
 /// `path`: from where the file is opened again where it has to be examined whole after all.
-Input OpenInput(OpenedFile&& file, const char* path, Analysis analysis);
+Input OpenInput(OpenedFile&& file, const char* path, Analysis analysis = Analysis::kWhole);
 
 /// Opens files that are probably alike, such as a film's segments.
 class AlikeFiles {
@@ -50,8 +52,8 @@ class AlikeFiles {
   /// kWhole: every file is examined whole.
   explicit AlikeFiles(Analysis most = Analysis::kAsKnown) : most_(most) {}
 
-  /// Throws as Input does. `analysis`: kWhole where the file's own parameters are needed, of which
-  /// those of an earlier one take the place otherwise. `prefix` as for OpenedFile.
+  /// Throws as OpenInput does. `analysis`: kWhole where the file's own parameters are needed, of
+  /// which those of an earlier one take the place otherwise. `prefix` as for OpenedFile.
   Input Open(const char* path, Analysis analysis, std::span<const std::uint8_t> prefix = {});
 
  private:

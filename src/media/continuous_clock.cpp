@@ -13,19 +13,13 @@ namespace {
 constexpr std::int64_t kDecodingTolerance = AV_TIME_BASE / 10;
 constexpr std::int64_t kPresentationTolerance = AV_TIME_BASE;
 
-// Sums of a few of these fit 64 bits.
-bool IsNear(std::int64_t time) {
-  constexpr std::int64_t kFarthest = std::numeric_limits<std::int64_t>::max() / 16;
-  return time > -kFarthest && time < kFarthest;
-}
-
 }  // namespace
 
 void ContinuousClock::Follow(AVPacket& packet, const AVStream& stream) {
   const bool isDecoding = IsKnown(packet.dts);
   const std::int64_t time =
       RescaleTime(isDecoding ? packet.dts : packet.pts, stream.time_base, AV_TIME_BASE_Q);
-  if (!IsNear(time)) return;
+  if (!IsSummable(time)) return;
   Track& track = TrackOf(stream, time);
   if (isDecoding || !track.hasDecodingTimes) {
     // Seeking leaves some streams without decoding times for a while.
@@ -36,7 +30,7 @@ void ContinuousClock::Follow(AVPacket& packet, const AVStream& stream) {
     const std::int64_t moved = time + track.offset;
     track.end =
         moved +
-        (length > 0 && IsNear(length) ? length : std::max<std::int64_t>(moved - track.last, 0));
+        (length > 0 && IsSummable(length) ? length : std::max<std::int64_t>(moved - track.last, 0));
     track.last = moved;
     track.hasDecodingTimes = isDecoding;
     if (!track.isBehind) now_ = moved;

@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <optional>
 #include <span>
+#include <utility>
 #include <vector>
 
 #include "media/codec.h"
@@ -134,9 +135,10 @@ bool DescribeH264Streams(Input& input) try {
   // A stream that begins late isn't worth more memory.
   constexpr int kMostPackets = 1000;
   for (int i = 0; i < kMostPackets && !descriptions.AreComplete(); ++i) {
-    const AVPacket* const packet = input.ReadAheadOne();
-    if (packet == nullptr) break;
+    PacketPtr packet = MakePacket();
+    if (input.ReadAhead(*packet) < 0) break;
     descriptions.Take(input, *packet);
+    input.PutBack(std::move(packet));
     if (descriptions.IsLost()) return false;
   }
   return descriptions.AreWell() && input.FileError() == 0;

@@ -11,6 +11,12 @@
 
 namespace mpg {
 
+/// A stream of an earlier file.
+struct KnownStream {
+  CodecParametersPtr opened;    // as the container's header told
+  CodecParametersPtr examined;  // as FFmpeg's analysis found
+};
+
 /// Looks at all packets of a file that was read as an earlier one is known.
 class KnownPackets {
  public:

@@ -40,17 +40,17 @@ std::int64_t PictureOrder::Number(const AVPacket& frame) {
   inSequence_ = areCounted_ ? parser_->output_picture_number : NumberByType(frame);
   // Counts go on behind some key frames and begin anew with others.
   const bool beginsAnew = areCounted_ && parser_->key_frame == 1 && base_ + inSequence_ <= highest_;
-  return beginsAnew ? Restart() : Raise(base_ + inSequence_);
+  return beginsAnew ? Restart() : Noted(base_ + inSequence_);
 }
 
 std::int64_t PictureOrder::Restart() {
   // Frames shown before the first that is decoded have negative counts.
   constexpr std::int64_t kRoom = 1024;
   base_ = highest_ + kRoom - inSequence_;
-  return Raise(base_ + inSequence_);
+  return Noted(base_ + inSequence_);
 }
 
-std::int64_t PictureOrder::Raise(std::int64_t number) {
+std::int64_t PictureOrder::Noted(std::int64_t number) {
   highest_ = std::max(highest_, number);
   return number;
 }

@@ -29,7 +29,7 @@ class PictureOrder {
  private:
   void Parse(const AVPacket& frame);
   std::int64_t NumberByType(const AVPacket& frame);
-  std::int64_t Raise(std::int64_t number);
+  std::int64_t Noted(std::int64_t number);
 
   CodecPtr description_;  // for the parser; never opened
   ParserPtr parser_;

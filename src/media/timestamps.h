@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <limits>
 
 #include "media/ffmpeg.h"
 
@@ -9,6 +10,12 @@ namespace mpg {
 
 inline bool IsKnown(std::int64_t timeStamp) {
   return timeStamp != AV_NOPTS_VALUE;
+}
+
+/// Whether sums of a few such times fit 64 bits; false for an unknown one.
+inline bool IsSummable(std::int64_t time) {
+  constexpr std::int64_t kFarthest = std::numeric_limits<std::int64_t>::max() / 16;
+  return time > -kFarthest && time < kFarthest;
 }
 
 /// To the nearest tick; an unknown time stamp stays unknown.

@@ -5,6 +5,7 @@
 #include <string_view>
 #include <vector>
 
+#include "media/analysis.h"
 #include "media/codec.h"
 #include "media/output.h"
 #include "media/stream_copy.h"
@@ -130,7 +131,7 @@ void RepairFlvDuration(const char* path) {
   const TemporaryName temporary(path);
   Bytes header;
   {
-    const Input input(path);
+    const Input input = OpenInput(path);
     RequireDecodableAudio(input);
     if (input.Duration() == 0) return;
     RequireFlv(input);

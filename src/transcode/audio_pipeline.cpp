@@ -12,13 +12,6 @@ namespace {
 // For encoders that take frames of any size.
 constexpr int kFreeFrameSize = 1024;
 
-// Sums and differences of such times fit 64 bits. The others, AV_NOPTS_VALUE among them, count as
-// unknown.
-bool IsNear(std::int64_t time) {
-  constexpr std::int64_t kFarthest = std::numeric_limits<std::int64_t>::max() / 4;
-  return time >= -kFarthest && time <= kFarthest;
-}
-
 FramePtr MakeAudioFrame(const AVCodecContext& codec, int samples) {
   FramePtr frame = MakeFrame();
   frame->nb_samples = samples;
@@ -172,10 +165,10 @@ int AudioPipeline::FollowFormat(const AVFrame& frame) {
 
 // In the encoder's time base, or AV_NOPTS_VALUE.
 std::int64_t AudioPipeline::TimeOf(const AVFrame& frame) const {
-  if (!IsNear(frame.pts)) return AV_NOPTS_VALUE;
+  if (!IsSummable(frame.pts)) return AV_NOPTS_VALUE;
   const std::int64_t time =
       RescaleTime(frame.pts - origin_, audio_.source->time_base, audio_.encoder->time_base);
-  return IsNear(time) ? time : AV_NOPTS_VALUE;
+  return IsSummable(time) ? time : AV_NOPTS_VALUE;
 }
 
 // Time is counted in samples, because the time stamps of many containers are rounded. Where they

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "media/analysis.h"
 #include "media/codec.h"
 #include "transcode/same_container.h"
 
@@ -21,7 +22,7 @@ auto Logged(const char* text, Step&& step) try {
 void CheckInput(const char* path) {
   MuxerForFile(path);
   OpenedFile file = Logged("Cannot open input file", [&] { return OpenedFile(path); });
-  Logged("Cannot find stream information", [&] { return Input(std::move(file)); });
+  Logged("Cannot find stream information", [&] { return OpenInput(std::move(file), path); });
 }
 
 CodecPtr OpenVideoDecoder(const Input& input, const AVStream& video) {

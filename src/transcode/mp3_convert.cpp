@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 
+#include "media/analysis.h"
 #include "media/stream_span.h"
 #include "media/timestamps.h"
 #include "transcode/audio_pipeline.h"
@@ -33,7 +34,7 @@ class Mp3Conversion {
                 Progress progress)
       : progress_(progress),
         output_(MuxerByName("mp3"), outputPath, OnFailure::kKeepPartialFile),
-        audio_(OpenAudioReencode(output_, Input(inputPath), AV_CODEC_ID_MP3)) {
+        audio_(OpenAudioReencode(output_, OpenInput(inputPath), AV_CODEC_ID_MP3)) {
     SetUpEncoder(audio_, requestedBitRate);
     OpenAudioEncoder(audio_, output_);
   }

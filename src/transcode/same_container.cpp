@@ -1,5 +1,6 @@
 #include "transcode/same_container.h"
 
+#include "media/analysis.h"
 #include "media/stream_finder.h"
 #include "media/timestamps.h"
 
@@ -8,7 +9,7 @@ namespace {
 
 AudioReencode AddAudio(Output& output, const char* inputPath) {
   output.CreateFile();
-  return OpenAudioReencode(output, Input(inputPath), AV_CODEC_ID_NONE);
+  return OpenAudioReencode(output, OpenInput(inputPath), AV_CODEC_ID_NONE);
 }
 
 CopiedStream AddVideo(Output& output, AVStream& source, VideoUse use) {

@@ -2,6 +2,7 @@
 
 #include <optional>
 
+#include "media/analysis.h"
 #include "media/continuous_clock.h"
 #include "probe/output_formats.h"
 #include "transcode/transcode_audio.h"
@@ -34,7 +35,7 @@ class Transcode {
         audio_(inputPath, params, CreatedFile(), progress_) {
     if (!HoldsVideo(*output_.Context()->oformat)) return;
     // The pipeline reads the audio by itself; packets that are copied come from one input.
-    if (!audio_.IsCopied()) videoInput_.emplace(inputPath.c_str());
+    if (!audio_.IsCopied()) videoInput_ = OpenInput(inputPath.c_str());
     AVStream* const source = FindUsableVideo(Packets(), params);
     if (source != nullptr) video_.emplace(output_, Packets(), *source, params, progress_);
   }

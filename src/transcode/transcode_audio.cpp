@@ -5,6 +5,7 @@
 #include <iterator>
 #include <utility>
 
+#include "media/analysis.h"
 #include "media/ffmpeg_versions.h"
 #include "media/timestamps.h"
 #include "transcode/audio_rates.h"
@@ -77,7 +78,7 @@ void ApplySettings(const TranscodeParams& params, AudioReencode& audio) {
 
 AudioReencode SetUp(const std::string& inputPath, const TranscodeParams& params, Output& output) {
   AudioReencode audio =
-      OpenAudioReencode(output, Input(inputPath.c_str()), AudioCodec(params.targetAudioCodec));
+      OpenAudioReencode(output, OpenInput(inputPath.c_str()), AudioCodec(params.targetAudioCodec));
   if (AsksForAudio(params)) {
     ApplySettings(params, audio);
     OpenAudioEncoder(audio, output);

@@ -27,7 +27,7 @@ TranscodeVideo::TranscodeVideo(Output& output, const Input& input, AVStream& sou
   stream_ = video.stream;
   decoder_ = std::move(video.decoder);
   encoder_ = std::move(video.encoder);
-  frames_.emplace(*encoder_, output, *stream_.source, *stream_.target);
+  videoEncoder_.emplace(*encoder_, output, *stream_.source, *stream_.target);
 }
 
 void TranscodeVideo::Take(AVPacket& packet) {
@@ -35,7 +35,7 @@ void TranscodeVideo::Take(AVPacket& packet) {
   DelayPacket(packet, -origin_);
   const std::int64_t time = IsKnown(packet.pts) ? packet.pts : packet.dts;
   if (IsKnown(time)) time_ = time;
-  if (frames_) {
+  if (videoEncoder_) {
     Decode(&packet);
   } else {
     if (!IsKnown(packet.pts)) packet.pts = packet.dts;
@@ -63,16 +63,17 @@ void TranscodeVideo::Copy(AVPacket& packet) {
 void TranscodeVideo::Decode(const AVPacket* packet) {
   Check(DecodePacket(*decoder_, packet, *frame_, [this] {
     frame_->pts = frame_->best_effort_timestamp;
-    if (IsKnown(frame_->pts)) frames_->Encode(*frame_, stream_.source->time_base);
+    if (IsKnown(frame_->pts)) videoEncoder_->Encode(*frame_, stream_.source->time_base);
   }));
 }
 
 void TranscodeVideo::DrainDecoder() {
-  if (frames_) Decode(nullptr);
+  if (videoEncoder_) Decode(nullptr);
 }
 
 void TranscodeVideo::DrainEncoder() {
-  if (frames_) frames_->Drain([this] { return progress_.IsStopped() || progress_.AskAgain(); });
+  if (videoEncoder_)
+    videoEncoder_->Drain([this] { return progress_.IsStopped() || progress_.AskAgain(); });
 }
 
 }  // namespace mpg

@@ -50,7 +50,7 @@ class TranscodeVideo {
   CopiedStream stream_;
   CodecPtr decoder_;  // null: the frames are copied
   CodecPtr encoder_;
-  std::optional<VideoEncoder> frames_;
+  std::optional<VideoEncoder> videoEncoder_;
   FramePtr frame_ = MakeFrame();
   TickGuard guard_;
   std::int64_t lastPts_ = AV_NOPTS_VALUE;

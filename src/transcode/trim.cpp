@@ -26,7 +26,7 @@ class Trim {
         source_(*copy_.Video().source),
         decoder_(OpenVideoDecoder(source_)),
         encoder_(OpenSameCodec()),
-        frames_(*encoder_, copy_.Target(), source_, *copy_.Video().target),
+        videoEncoder_(*encoder_, copy_.Target(), source_, *copy_.Video().target),
         startSecond_(startSecond),
         start_(TimeStampAt(source_, startSecond)),
         end_(TimeStampAt(source_, endSecond)) {}
@@ -82,7 +82,7 @@ class Trim {
     if (isFinished_) return;
     isFinished_ = true;
     Decode(nullptr);
-    frames_.Drain();
+    videoEncoder_.Drain();
     copy_.EndVideo();
   }
 
@@ -95,14 +95,14 @@ class Trim {
     const std::int64_t time = frame_->best_effort_timestamp;
     if (!IsKnown(time) || time < start_ || time > end_) return;
     frame_->pts = time - start_;
-    frames_.Encode(*frame_, source_.time_base);
+    videoEncoder_.Encode(*frame_, source_.time_base);
   }
 
   SameContainerCopy copy_;
   const AVStream& source_;
   CodecPtr decoder_;
   CodecPtr encoder_;
-  VideoEncoder frames_;
+  VideoEncoder videoEncoder_;
   const std::uint32_t startSecond_;
   const std::int64_t start_;
   const std::int64_t end_;

@@ -1,4 +1,4 @@
-#include "media/input.h"
+#include "media/analysis.h"
 
 #include <gtest/gtest.h>
 
@@ -12,7 +12,7 @@ TEST(Input, LooksAFewFramesAhead) {
       "short.avi",
       "-f lavfi -i testsrc2=size=64x48:duration=1 -f lavfi -i sine=sample_rate=48000:duration=120 "
       "-c:v mpeg4 -bf 2 -c:a pcm_s16le");
-  mpg::Input input(path.c_str());
+  mpg::Input input = mpg::OpenInput(path.c_str());
   const mpg::PacketPtr packet = mpg::MakePacket();
   int frames = 0;
   while (input.Read(*packet) == 0) {

@@ -112,7 +112,7 @@ int CompareContents(const Paths& segments) {
   int unexamined = 0;
   for (const std::string& segment : segments) {
     SCOPED_TRACE(segment);
-    mpg::Input whole(segment.c_str());
+    mpg::Input whole = mpg::OpenInput(segment.c_str());
     mpg::Input known = files.Open(segment.c_str(), Analysis::kAsKnown);
     EXPECT_EQ(ContentOf(known), ContentOf(whole));
     if (known.Examined() == Analysis::kAsKnown) ++unexamined;

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "media/analysis.h"
 #include "support/host.h"
 #include "support/media.h"
 
@@ -12,7 +13,7 @@ TEST(AudioPipeline, GivesEverySampleInPiecesOfAFrameAndThenNothing) {
   const test::ScratchFolder folder;
   Output output(MuxerByName("mp3"), (folder / "a.mp3").c_str(), OnFailure::kKeepPartialFile);
   AudioReencode audio =
-      OpenAudioReencode(output, Input(test::OpusAudio().c_str()), AV_CODEC_ID_MP3);
+      OpenAudioReencode(output, OpenInput(test::OpusAudio().c_str()), AV_CODEC_ID_MP3);
   audio.encoder->sample_rate = 24000;
   OpenAudioEncoder(audio, output);
   output.CreateFile();
