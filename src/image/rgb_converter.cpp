@@ -27,15 +27,15 @@ RgbConverter::RgbConverter(int sourceWidth, int sourceHeight, int height) {
   pixels_.reset(planes[0]);
 }
 
-void RgbConverter::Convert(const AVFrame& picture) {
-  scaler_.reset(sws_getCachedContext(scaler_.release(), picture.width, picture.height,
-                                     static_cast<AVPixelFormat>(picture.format), width_, height_,
+void RgbConverter::Convert(const AVFrame& frame) {
+  scaler_.reset(sws_getCachedContext(scaler_.release(), frame.width, frame.height,
+                                     static_cast<AVPixelFormat>(frame.format), width_, height_,
                                      AV_PIX_FMT_RGB24, SWS_FAST_BILINEAR | SWS_ACCURATE_RND,
                                      nullptr, nullptr, nullptr));
   if (scaler_ == nullptr) throw Error(AVERROR_UNKNOWN);
   std::uint8_t* const planes[4] = {pixels_.get()};
   const int rowBytes[4] = {width_ * 3};
-  Check(sws_scale(scaler_.get(), picture.data, picture.linesize, 0, picture.height, planes,
+  Check(sws_scale(scaler_.get(), frame.data, frame.linesize, 0, frame.height, planes,
                   rowBytes));
 }
 

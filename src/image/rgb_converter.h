@@ -1,4 +1,4 @@
-// Decoded pictures as packed red, green, blue bytes of a wanted size.
+// Decoded frames as packed red, green, blue bytes of a wanted size.
 #pragma once
 
 #include "image/rgb_view.h"
@@ -6,7 +6,7 @@
 
 namespace mpg {
 
-/// Converts pictures into one buffer of its own.
+/// Converts frames into one buffer of its own.
 class RgbConverter {
  public:
   /// height 0 keeps the source's size; otherwise the width follows from the source's proportions,
@@ -14,9 +14,9 @@ class RgbConverter {
   /// ENOMEM.
   RgbConverter(int sourceWidth, int sourceHeight, int height);
 
-  /// Puts a picture into the buffer, in place of the one before. Throws Error: AVERROR_UNKNOWN when
+  /// Puts a frame into the buffer, in place of the one before. Throws Error: AVERROR_UNKNOWN when
   /// the format can't be converted.
-  void Convert(const AVFrame& picture);
+  void Convert(const AVFrame& frame);
 
   /// What was converted last. Lives as long as the converter.
   RgbView Image() const { return {.pixels = pixels_.get(), .width = width_, .height = height_}; }

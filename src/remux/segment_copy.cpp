@@ -52,14 +52,16 @@ bool HasEncoder(const AVStream* stream) {
 // Demuxers report broken data and go on behind it. One that stands still would do so for ever.
 class BrokenData {
  public:
-  /// True as long as it is worth reading on.
-  bool MayBePassed(const Input& input) {
-    constexpr int kAttempts = 1000;
+  void Meet(const Input& input) {
     AVIOContext* const file = input.Context()->pb;
     const std::int64_t position = file == nullptr ? 0 : avio_tell(file);
     attempts_ = position == position_ ? attempts_ + 1 : 0;
     position_ = position;
-    return attempts_ < kAttempts;
+  }
+
+  bool IsEndless() const {
+    constexpr int kAttempts = 1000;
+    return attempts_ >= kAttempts;
   }
 
  private:
@@ -116,11 +118,12 @@ int SegmentCopier::CopyPackets(Segment& segment) {
     if (read == AVERROR_EOF) return 0;
     const bool isHealthy = segment.video.packets > kPacketsOfAHealthySegment ||
                            segment.audio.packets > kPacketsOfAHealthySegment;
-    if (read == AVERROR_INVALIDDATA && isHealthy && brokenData.MayBePassed(segment.input)) {
+    if (read < 0) {
+      brokenData.Meet(segment.input);
+      if (read != AVERROR_INVALIDDATA || !isHealthy || brokenData.IsEndless()) return read;
       segment.result.isComplete = false;
       continue;
     }
-    if (read < 0) return read;
     const bool isAudio = packet_->stream_index == IndexOf(segment.audio.source);
     Take(segment, isAudio ? segment.audio : segment.video);
   }
