@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <limits>
+#include <string_view>
 
 #include "core/error.h"
 
@@ -11,19 +12,27 @@ namespace {
 
 constexpr int kFields = 2;
 
-// Codecs that don't take every size. The others take sides with half a chroma sample, too.
+// Codecs, or encoders of them, that don't take every size. The others take sides with half a chroma
+// sample, too.
 struct SizeRule {
   AVCodecID codecId;
   std::int32_t multiple;
   std::int32_t smallest;
+  std::string_view encoder = {};  // empty: any
 };
-constexpr SizeRule kSizeRules[] = {{AV_CODEC_ID_H264, 1, 1}, {AV_CODEC_ID_HEVC, 1, 16},
-                                   {AV_CODEC_ID_AV1, 1, 1},  {AV_CODEC_ID_H263P, 4, 4},
-                                   {AV_CODEC_ID_WMV2, 2, 2}, {AV_CODEC_ID_RV10, 16, 16},
+constexpr SizeRule kSizeRules[] = {{AV_CODEC_ID_H264, 2, 16, "libopenh264"},
+                                   {AV_CODEC_ID_H264, 1, 1},
+                                   {AV_CODEC_ID_HEVC, 1, 16},
+                                   {AV_CODEC_ID_AV1, 1, 1},
+                                   {AV_CODEC_ID_H263P, 4, 4},
+                                   {AV_CODEC_ID_WMV2, 2, 2},
+                                   {AV_CODEC_ID_RV10, 16, 16},
                                    {AV_CODEC_ID_RV20, 4, 4}};
 
-const SizeRule* FindRule(AVCodecID codecId) {
-  const auto* const found = std::ranges::find(kSizeRules, codecId, &SizeRule::codecId);
+const SizeRule* FindRule(const AVCodec& encoder) {
+  const auto* const found = std::ranges::find_if(kSizeRules, [&](const SizeRule& rule) {
+    return rule.codecId == encoder.id && (rule.encoder.empty() || rule.encoder == encoder.name);
+  });
   return found == std::end(kSizeRules) ? nullptr : found;
 }
 
@@ -60,15 +69,15 @@ bool HasWholeFields(int height, AVPixelFormat format) {
   return hasLines && height % (kFields << description->log2_chroma_h) == 0;
 }
 
-FrameShape FitFrame(const FrameShape& source, FrameSize wanted, AVCodecID codecId,
+FrameShape FitFrame(const FrameShape& source, FrameSize wanted, const AVCodec& encoder,
                     AVPixelFormat format, bool hasFields) {
   const bool isKept = wanted == FrameSize{0, 0} || wanted == source.size;
   const bool isPossible =
       source.size.width > 0 && source.size.height > 0 && wanted.width >= 0 && wanted.height >= 0;
   if (!isPossible) throw Error(AVERROR(EINVAL));
-  const SizeRule* const rule = FindRule(codecId);
+  const SizeRule* const rule = FindRule(encoder);
   FrameSize size = isKept ? source.size : wanted;
-  if (codecId == AV_CODEC_ID_H263) size = SnapH263Size(size);
+  if (encoder.id == AV_CODEC_ID_H263) size = SnapH263Size(size);
   FrameSize step{1, 1};
   if (const auto* const description = av_pix_fmt_desc_get(format)) {
     step = {1 << description->log2_chroma_w, 1 << description->log2_chroma_h};
@@ -82,7 +91,7 @@ FrameShape FitFrame(const FrameShape& source, FrameSize wanted, AVCodecID codecI
     size = {Grown(size.width, smallest, step.width), Grown(size.height, smallest, step.height)};
   }
   const bool isSame = size == source.size || IsUniform(source.size, size, step);
-  return {size, isSame ? source.pixelAspect : ReshapedPixel(source, size, codecId)};
+  return {size, isSame ? source.pixelAspect : ReshapedPixel(source, size, encoder.id)};
 }
 
 }  // namespace mpg

@@ -16,10 +16,10 @@ bool HasWholeFields(int height, AVPixelFormat format);
 
 /// What becomes of a frame for which a size is wanted (0 x 0: its own): wanted sizes grow to the
 /// next with whole chroma samples, in both fields where these are coded apart, and to what the
-/// codec takes at all; a size that is kept grows only where the codec demands it. The pixels'
+/// encoder takes at all; a size that is kept grows only where the encoder demands it. The pixels'
 /// aspect changes where the sides are scaled differently by more than that. Throws Error(EINVAL)
 /// for sizes below 0 and frames of no size.
-FrameShape FitFrame(const FrameShape& source, FrameSize wanted, AVCodecID codecId,
+FrameShape FitFrame(const FrameShape& source, FrameSize wanted, const AVCodec& encoder,
                     AVPixelFormat format, bool hasFields);
 
 }  // namespace mpg

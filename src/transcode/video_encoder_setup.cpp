@@ -151,7 +151,7 @@ void SetSize(AVCodecContext& encoder, const VideoEncoderRequest& request, Orient
                           .pixelAspect = request.source.sample_aspect_ratio.num != 0
                                              ? request.source.sample_aspect_ratio
                                              : request.decoder.sample_aspect_ratio};
-  FrameShape shape = FitFrame(source, request.size, encoder.codec_id, encoder.pix_fmt, wantsFields);
+  FrameShape shape = FitFrame(source, request.size, *encoder.codec, encoder.pix_fmt, wantsFields);
   if (orientation.swapsSides) {
     std::swap(shape.size.width, shape.size.height);
     if (shape.pixelAspect.num != 0) shape.pixelAspect = av_inv_q(shape.pixelAspect);
