@@ -8,6 +8,7 @@
 #include <iterator>
 #include <random>
 #include <string>
+#include <vector>
 
 #include "fuzz/targets.h"
 
@@ -32,7 +33,6 @@ class Scratch {
   Scratch& operator=(const Scratch&) = delete;
 
   std::string operator/(const std::string& name) const { return (folder_ / name).string(); }
-  const std::filesystem::path& Folder() const { return folder_; }
 
  private:
   std::filesystem::path folder_;
@@ -44,7 +44,7 @@ inline void WriteFile(const std::string& path, Input bytes) {
              static_cast<std::streamsize>(bytes.size()));
 }
 
-inline std::string ReadFile(const std::string& path) {
+inline std::vector<std::uint8_t> ReadFile(const std::string& path) {
   std::ifstream file(path, std::ios::binary);
   return {std::istreambuf_iterator<char>(file), {}};
 }

@@ -4,9 +4,11 @@
 #include <cerrno>
 #include <filesystem>
 #include <string>
+#include <vector>
 
 #include "faults/operations.h"
 #include "faults/trial.h"
+#include "mpg/mpg.h"
 #include "support/media.h"
 #include "support/system.h"
 
@@ -24,7 +26,8 @@ TEST(Outputs, AreNeverAnInputByAnyName) {
   for (const test::Operation& operation : test::Operations()) {
     if (*operation.extension == 0) continue;
     test::Trial trial(operation);
-    for (const std::string& input : trial.Inputs()) {
+    const std::vector<std::string> inputs = trial.Inputs();
+    for (const std::string& input : inputs) {
       const fs::path path = input;
       const std::string hard = input + ".hard", symbolic = input + ".symbolic";
       for (const std::string& name :
@@ -34,7 +37,7 @@ TEST(Outputs, AreNeverAnInputByAnyName) {
         const std::string before = test::ReadBytes(input);
         fs::create_hard_link(input, hard);
         test::MakeLink(input, symbolic);
-        ExpectFailure(trial.RunInto(name), -1073741819);  // MPG_ERR_INVALID_PARAMETER
+        ExpectFailure(trial.RunInto(name), MPG_ERR_INVALID_PARAMETER);
         EXPECT_TRUE(test::ReadBytes(input) == before);
       }
     }
@@ -55,7 +58,8 @@ TEST(Outputs, NeedAFolderAndAName) {
   }
 }
 
-TEST(Inputs, ThatAreNoMediaFailAndLeaveWhatIsPromised) {
+TEST(Inputs, ThatAreNoMediaAreAnsweredByACodeAndNoFile) {
+  constexpr int kInvalidData = -1094995529;
   for (const test::Operation& operation : test::Operations()) {
     if (operation.deletesInputs) continue;  // a list passes some
     test::Trial trial(operation);
@@ -65,8 +69,12 @@ TEST(Inputs, ThatAreNoMediaFailAndLeaveWhatIsPromised) {
         trial.Prepare();
         trial.Spoil(input, content);
         const test::Outcome outcome = trial.Run();
-        EXPECT_FALSE(outcome.isSuccess);
+        const int code = content == nullptr ? -ENOENT : kInvalidData;
+        const int joinsCode =
+            input == 0 ? MPG_ERR_VIDEO_CODEC_NOT_FOUND : MPG_ERR_AUDIO_CODEC_NOT_FOUND;
+        ExpectFailure(outcome, operation.inputs.size() == 2 ? joinsCode : code);
         trial.Check(outcome, {});
+        EXPECT_FALSE(fs::exists(trial.Output()));
       }
     }
   }

@@ -28,10 +28,6 @@ Trial::Trial(const Operation& operation)
     : operation_(operation),
       output_(*operation.extension != 0 ? folder_ / (std::string("out.") + operation.extension)
                                         : "") {
-  for (const std::string& medium : operation.inputs) {
-    const std::string name = std::to_string(inputs_.size()) + fs::path(medium).extension().string();
-    inputs_.push_back(folder_ / name);
-  }
   Prepare();
   outcome_ = Run();
   EXPECT_TRUE(outcome_.isSuccess) << operation.name << " " << outcome_.answer;
@@ -42,9 +38,7 @@ Trial::Trial(const Operation& operation)
 
 void Trial::Prepare() {
   for (const auto& entry : fs::directory_iterator(folder_ / "")) fs::remove(entry);
-  for (std::size_t i = 0; i < inputs_.size(); ++i) {
-    fs::copy_file(operation_.inputs[i], inputs_[i]);
-  }
+  inputs_ = CopyInputs(operation_, folder_ / "");
   before_ = Contents(inputs_);
 }
 

@@ -33,6 +33,7 @@ class Trial {
   Outcome RunInto(const std::string& output) const { return operation_.run(inputs_, output); }
 
   const std::vector<std::string>& Inputs() const { return inputs_; }
+  const std::string& Output() const { return output_; }
 
   /// Expects that a success is one, that a failure leaves the inputs alone and the output as
   /// promised, and that nothing else is left: files, open files.
