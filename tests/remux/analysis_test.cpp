@@ -1,3 +1,4 @@
+// Input that is examined less than FFmpeg would, and yields the same.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -23,7 +24,6 @@ struct Set {
   const char* video;
   const char* audio = "-c:a aac";
   int asKnown = 3;  // of four segments the first is always examined
-  const char* extension = "ts";
   const char* cut = "";
   const char* announced = nullptr;  // of the reordering, in place of what x264 writes
 };
@@ -59,7 +59,7 @@ Paths MakeSet(const ScratchFolder& folder, const Set& set) {
   test::Ffmpeg("-f lavfi -i testsrc2=s=160x120:r=25 -f lavfi -i sine=r=48000 -ac 2 -t 8 -g 50 " +
                std::string(set.video) + " " + set.audio + " " + film);
   const Paths segments =
-      test::Cut(folder, film, std::string("-f segment -segment_time 2 ") + set.cut, set.extension);
+      test::Cut(folder, film, std::string("-f segment -segment_time 2 ") + set.cut);
   if (set.announced != nullptr) {
     for (const std::string& segment : segments) Announce(segment, set.announced);
   }
@@ -87,23 +87,33 @@ Paths Variants(const ScratchFolder& folder, const std::string& segment) {
   return variants;
 }
 
-// All that a join takes from an input.
-std::string ContentOf(mpg::Input& input) {
+template <class... Values>
+std::string Line(const Values&... values) {
   std::ostringstream text;
-  for (const AVStream* const stream : input.Streams()) {
-    const AVCodecParameters& it = *stream->codecpar;
-    text << it.codec_id << ' ' << it.format << ' ' << it.width << 'x' << it.height << ' '
-         << it.sample_rate << '\n';
-  }
+  ((text << values << ' '), ...);
+  return text.str() + '\n';
+}
+
+std::string Packets(mpg::Input& input) {
+  std::string text;
   const mpg::PacketPtr packet = mpg::MakePacket();
   while (input.Read(*packet) == 0) {
     const std::string_view data(reinterpret_cast<const char*>(packet->data),
                                 static_cast<std::size_t>(packet->size));
-    text << packet->stream_index << ' ' << packet->pts << ' ' << packet->dts << ' '
-         << packet->duration << ' ' << packet->flags << ' ' << std::hash<std::string_view>()(data)
-         << '\n';
+    text += Line(packet->stream_index, packet->pts, packet->dts, packet->duration, packet->flags,
+                 packet->pos, std::hash<std::string_view>()(data));
   }
-  return text.str();
+  return text;
+}
+
+// All that a join takes from an input.
+std::string ContentOf(mpg::Input& input) {
+  std::string text;
+  for (const AVStream* const stream : input.Streams()) {
+    const AVCodecParameters& it = *stream->codecpar;
+    text += Line(it.codec_id, it.format, it.width, it.height, it.sample_rate);
+  }
+  return text + Packets(input);
 }
 
 // How many of the segments weren't examined.
@@ -151,23 +161,20 @@ TEST(SegmentAnalysis, JoinsTheSameFileAsFromWholeAnalyses) {
       {"one B frame", "-c:v libx264 -bf 1", "-c:a libmp3lame"},
       {"B pyramid", "-c:v libx264 -bf 3 -x264-params b-pyramid=normal", "-c:a ac3"},
       // Its first segment begins with its parameter sets twice.
-      {"open groups", "-c:v libx264 -bf 3 -x264-params open-gop=1", "-an", 2, "ts", kRepeatedSets},
+      {"open groups", "-c:v libx264 -bf 3 -x264-params open-gop=1", "-an", 2, kRepeatedSets},
       {"interlaced", "-c:v libx264 -flags +ilme+ildct -bf 2"},
-      {"restarting", "-c:v libx264 -bf 2", "-c:a aac", 3, "ts", "-reset_timestamps 1"},
-      {"unannounced", "-c:v libx264 -bf 3", "-c:a aac", 3, "ts", "", kNothing},
+      {"restarting", "-c:v libx264 -bf 2", "-c:a aac", 3, "-reset_timestamps 1"},
+      {"unannounced", "-c:v libx264 -bf 3", "-c:a aac", 3, "", kNothing},
       // Whether such frames have decoding times of their own can't be told.
-      {"unannounced, no B frames", "-c:v libx264 -bf 0", "-c:a aac", 0, "ts", "", kNothing},
+      {"unannounced, no B frames", "-c:v libx264 -bf 0", "-c:a aac", 0, "", kNothing},
       // Its first segment has none.
       {"B frames without delay", "-c:v libx264 -bf 2 -force_key_frames \"expr:lt(t,2.01)\"", "-an",
-       0, "ts", "-bsf:v setts=pts=DTS", kNoDelay},
-      {"wrapping clock", "-c:v libx264 -bf 2", "-c:a aac", 3, "ts", "-output_ts_offset 95439"},
+       0, "-bsf:v setts=pts=DTS", kNoDelay},
+      {"wrapping clock", "-c:v libx264 -bf 2", "-c:a aac", 3, "-output_ts_offset 95439"},
       {"HEVC", "-c:v libx265 -x265-params log-level=none", "-c:a aac"},
       {"HEVC, no B frames", "-c:v libx265 -x265-params log-level=none:bframes=0", "-c:a eac3"},
       {"MPEG-2", "-c:v mpeg2video -bf 2", "-c:a mp2"},
       {"audio", "-vn"},
-      {"MP4", "-c:v libx264 -bf 3", "-c:a aac", 0, "mp4"},
-      {"fragmented MP4", "-c:v libx264 -bf 3", "-c:a aac", 0, "mp4",
-       "-segment_format_options movflags=frag_keyframe+empty_moov"},
   };
   for (const Set& set : kSets) {
     SCOPED_TRACE(set.name);
@@ -192,6 +199,67 @@ TEST(SegmentAnalysis, NoticesSegmentsOfAnotherKind) {
     test::WriteBytes(both, test::ReadBytes(good[1]) + test::ReadBytes(variant));
     CompareContents({good[0], variant, good[2], both, good[3]});
     ExpectSameJoins(folder, {good[0], variant, good[2], both, good[3], good[1]});
+  }
+}
+
+std::string Parameters(const mpg::Input& input) {
+  std::string text = Line(input.Duration(), input.BitRate());
+  for (const AVStream* const stream : input.Streams()) {
+    const AVCodecParameters& it = *stream->codecpar;
+    text +=
+        Line(it.codec_id, it.codec_tag, it.profile, it.level, it.width, it.height, it.sample_rate,
+             it.ch_layout.nb_channels, it.format, it.color_range, it.color_primaries, it.color_trc,
+             it.color_space, it.chroma_location, it.field_order, it.video_delay,
+             it.bits_per_raw_sample, it.bits_per_coded_sample, av_q2d(it.sample_aspect_ratio),
+             av_q2d(stream->sample_aspect_ratio), it.frame_size, it.bit_rate, it.extradata_size,
+             av_q2d(stream->time_base), av_q2d(stream->r_frame_rate),
+             av_q2d(stream->avg_frame_rate), stream->start_time, stream->duration);
+  }
+  return text;
+}
+
+TEST(SegmentMuxerName, FollowsTheExtension) {
+  for (const char* path : {"a.ts", "a.m4t", "a.m2t", "a.M2Ts", "a.mts", "a.mp4.TS"}) {
+    EXPECT_STREQ(mpg::SegmentMuxerName(path), "mpegts") << path;
+  }
+  for (const char* path : {"a.mkv", "ts", "folder.ts/a", "back.ts\\a", "a.ts.", "a.tsx"}) {
+    EXPECT_STREQ(mpg::SegmentMuxerName(path), "mp4") << path;
+  }
+}
+
+TEST(Analysis, TellsTheSameWithoutDecoding) {
+  const std::string film =
+      "-f lavfi -i testsrc2=s=320x240:r=25 -f lavfi -i sine=r=48000 -t 4 -c:a aac -c:v ";
+  const struct {
+    const char* name;
+    const char* options;
+    bool isShort = true;
+  } kFiles[] = {
+      {"b.mp4", "libx264 -bf 2"},
+      {"pyramid.mov", "libx264 -bf 5 -g 12 -x264-params b-pyramid=normal"},
+      {"fields.mp4", "libx264 -flags +ilme+ildct"},
+      {"plain.mp4", "libx264 -bf 0 -movflags faststart -video_track_timescale 1000"},
+      {"shape.mp4", "libx264 -vf setsar=4/3 -color_primaries bt709 -color_trc bt709"},
+      {"fragments.mp4", "libx264 -bf 3 -movflags frag_keyframe+empty_moov"},
+      {"pieces.mp4", "libx264 -movflags frag_keyframe+empty_moov+default_base_moof+delay_moov"},
+      {"cropped.mp4",
+       "libx264 -bsf:v h264_metadata=crop_right=16:crop_bottom=8:sample_aspect_ratio=4/3"},
+      {"one.mp4", "libx264 -frames:v 1"},
+      {"inside.mp4", "libx264 -bsf:v dump_extra", false},
+      {"hevc.mp4", "libx265 -x265-params log-level=none -tag:v hvc1"},
+      {"mpeg4.mp4", "mpeg4 -bf 2"},
+      {"film.mkv", "libx264 -bf 2", false},
+      {"film.ts", "libx264 -bf 2", false},
+      {"film.flv", "libx264 -bf 2", false},
+  };
+  for (const auto& file : kFiles) {
+    SCOPED_TRACE(file.name);
+    const std::string path = test::MakeMedia(file.name, film + file.options);
+    mpg::Input whole(path.c_str());
+    mpg::Input other = mpg::OpenInput(path.c_str(), Analysis::kWithoutDecoding);
+    EXPECT_EQ(Parameters(other), Parameters(whole));
+    EXPECT_EQ(Packets(other), Packets(whole));
+    EXPECT_EQ(other.Examined() == Analysis::kWithoutDecoding, file.isShort);
   }
 }
 
