@@ -1,10 +1,7 @@
-// Input that is examined less than FFmpeg would, and yields the same.
+// Inputs that are read no further than they must be, and yield the same.
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <bitset>
 #include <sstream>
-#include <stdexcept>
 #include <string>
 #include <string_view>
 
@@ -25,45 +22,13 @@ struct Set {
   const char* audio = "-c:a aac";
   int asKnown = 3;  // of four segments the first is always examined
   const char* cut = "";
-  const char* announced = nullptr;  // of the reordering, in place of what x264 writes
 };
-
-// How x264 begins to announce how frames are reordered, at the size of these.
-constexpr std::string_view kReordering = "111100010100001010";
-
-// Changes what a transport stream's parameter sets end with, in place: shorter sets have zeros
-// behind.
-void Announce(const std::string& path, const std::string& announced) {
-  std::string bytes = test::ReadBytes(path);
-  constexpr std::string_view kSet("\0\0\1\x67", 4);
-  constexpr std::string_view kNext("\0\0\1\x68", 4);
-  for (std::size_t at = bytes.find(kSet); at != bytes.npos; at = bytes.find(kSet, at + 1)) {
-    std::string bits;
-    const std::size_t end = bytes.find(kNext, at);
-    for (std::size_t i = at; i < end; ++i) {
-      bits += std::bitset<8>(static_cast<unsigned char>(bytes[i])).to_string();
-    }
-    const std::size_t flag = bits.rfind(kReordering);
-    if (flag == bits.npos) throw std::runtime_error("no reordering announced");
-    bits.replace(flag, announced.size(), announced);
-    std::fill(bits.begin() + static_cast<std::ptrdiff_t>(flag + announced.size()), bits.end(), '0');
-    for (std::size_t i = at; i < end; ++i) {
-      bytes[i] = static_cast<char>(std::bitset<8>(bits, (i - at) * 8, 8).to_ulong());
-    }
-  }
-  test::WriteBytes(path, bytes);
-}
 
 Paths MakeSet(const ScratchFolder& folder, const Set& set) {
   const std::string film = folder / "film.mkv";
   test::Ffmpeg("-f lavfi -i testsrc2=s=160x120:r=25 -f lavfi -i sine=r=48000 -ac 2 -t 8 -g 50 " +
                std::string(set.video) + " " + set.audio + " " + film);
-  const Paths segments =
-      test::Cut(folder, film, std::string("-f segment -segment_time 2 ") + set.cut);
-  if (set.announced != nullptr) {
-    for (const std::string& segment : segments) Announce(segment, set.announced);
-  }
-  return segments;
+  return test::Cut(folder, film, std::string("-f segment -segment_time 2 ") + set.cut);
 }
 
 // A file with every n-th byte changed, behind its first tables.
@@ -150,12 +115,6 @@ void ExpectSameJoins(const ScratchFolder& folder, const Paths& segments) {
 
 TEST(SegmentAnalysis, JoinsTheSameFileAsFromWholeAnalyses) {
   constexpr const char* kRepeatedSets = "-bsf:v h264_mp4toannexb,dump_extra=freq=keyframe";
-  constexpr const char* kNothing = "01";
-  constexpr const char* kNoDelay =
-      "111100010100001010"
-      "1"
-      "00101"
-      "1";
   const Set kSets[] = {
       {"no B frames", "-c:v libx264 -bf 0"},
       {"one B frame", "-c:v libx264 -bf 1", "-c:a libmp3lame"},
@@ -164,12 +123,9 @@ TEST(SegmentAnalysis, JoinsTheSameFileAsFromWholeAnalyses) {
       {"open groups", "-c:v libx264 -bf 3 -x264-params open-gop=1", "-an", 2, kRepeatedSets},
       {"interlaced", "-c:v libx264 -flags +ilme+ildct -bf 2"},
       {"restarting", "-c:v libx264 -bf 2", "-c:a aac", 3, "-reset_timestamps 1"},
-      {"unannounced", "-c:v libx264 -bf 3", "-c:a aac", 3, "", kNothing},
-      // Whether such frames have decoding times of their own can't be told.
-      {"unannounced, no B frames", "-c:v libx264 -bf 0", "-c:a aac", 0, "", kNothing},
-      // Its first segment has none.
-      {"B frames without delay", "-c:v libx264 -bf 2 -force_key_frames \"expr:lt(t,2.01)\"", "-an",
-       0, "-bsf:v setts=pts=DTS", kNoDelay},
+      // x264 doesn't announce that there are none, and whether such frames have decoding times of
+      // their own can't be told.
+      {"no B frames, unannounced", "-c:v libx264 -g 1 -pix_fmt yuv420p10", "-c:a aac", 0},
       {"wrapping clock", "-c:v libx264 -bf 2", "-c:a aac", 3, "-output_ts_offset 95439"},
       {"HEVC", "-c:v libx265 -x265-params log-level=none", "-c:a aac"},
       {"HEVC, no B frames", "-c:v libx265 -x265-params log-level=none:bframes=0", "-c:a eac3"},
@@ -261,6 +217,26 @@ TEST(Analysis, TellsTheSameWithoutDecoding) {
     EXPECT_EQ(Packets(other), Packets(whole));
     EXPECT_EQ(other.Examined() == Analysis::kWithoutDecoding, file.isShort);
   }
+}
+
+// Frames whose time can't be told until the end must not make it read all the audio behind them.
+TEST(Input, LooksAFewFramesAhead) {
+  const std::string path = test::MakeMedia(
+      "short.avi",
+      "-f lavfi -i testsrc2=size=64x48:duration=1 -f lavfi -i sine=sample_rate=48000:duration=120 "
+      "-c:v mpeg4 -bf 2 -c:a pcm_s16le");
+  mpg::Input input(path.c_str());
+  const mpg::PacketPtr packet = mpg::MakePacket();
+  int frames = 0;
+  while (input.Read(*packet) == 0) {
+    constexpr std::int64_t kFarthest = std::int64_t{3} << 20;  // bytes
+    ASSERT_LT(avio_tell(input.Context()->pb) - packet->pos, kFarthest);
+    if (packet->stream_index != 0) continue;
+    ++frames;
+    EXPECT_NE(packet->pts, AV_NOPTS_VALUE);
+    EXPECT_LE(packet->dts, packet->pts);
+  }
+  EXPECT_EQ(frames, 25);
 }
 
 }  // namespace

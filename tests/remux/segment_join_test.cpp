@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "mpg/mpg.h"
 #include "remux/segments.h"
 #include "support/host.h"
 #include "support/media.h"
@@ -19,11 +20,11 @@ using test::Ffmpeg;
 using test::Film;
 using test::Merge;
 using test::Paths;
+using Folder = test::ScratchFolder;
 
 constexpr double kFrame = 1.0 / 25;
 constexpr double kAudioFrame = 1024.0 / 48000;
 
-using Folder = test::ScratchFolder;
 constexpr const char* kRestarting = "-f segment -segment_time 2 -reset_timestamps 1";
 
 const auto kWithBFrames = [](const Folder& folder) { return Cut(folder, Film("-bf 2")); };
@@ -157,6 +158,195 @@ TEST(SegmentJoin, PlaysRealSegmentsOneAfterTheOther) {
     EXPECT_NEAR(video.start, set.lastStart, 0.05);
     EXPECT_NEAR(audio.shift, video.shift, 0.05);
   }
+}
+
+// What the join of a list does with entries, outputs and hosts of every kind.
+
+constexpr int kInvalidData = -1094995529;
+constexpr std::size_t kFramesPerSegment = 50;
+
+std::size_t Frames(const std::string& path) {
+  return test::ReadPayloads(path, "v:0").size();
+}
+
+std::vector<bool> Existing(const Paths& paths) {
+  std::vector<bool> existing;
+  for (const std::string& path : paths) existing.push_back(fs::exists(path));
+  return existing;
+}
+
+TEST(SegmentList, NothingToJoinIsNoFailure) {
+  const Folder folder;
+  const char* const none[] = {nullptr};
+  const char* const one[] = {"a.ts", nullptr};
+  test::ProgressLog log;
+  EXPECT_EQ(Merge({}, folder / "a.mp4", {.log = &log}), 0);
+  EXPECT_FALSE(fs::exists(folder / "a.mp4"));
+  EXPECT_EQ(MPG_Merge(none, nullptr, 1, 1, nullptr, 0), 0);
+  EXPECT_EQ(MPG_Merge(one, nullptr, 1, 1, nullptr, 0), 0);
+  EXPECT_EQ(MPG_Merge(nullptr, "a.mp4", 1, 1, nullptr, 0), MPG_ERR_INVALID_PARAMETER);
+  EXPECT_TRUE(log.Reports().empty());
+}
+
+TEST(SegmentList, FirstEntryDecidesWhichKindsAreJoinedAndVideoComesFirst) {
+  const Folder folder;
+  const Paths whole = Cut(folder, Film());
+  struct Case {
+    const char *options, *streams;
+    std::size_t frames;
+  };
+  for (const Case& c : {Case{"-an", "video", 100}, Case{"-vn", "audio", 0},
+                        Case{"-map 0:a -map 0:v", "video\naudio", 100}}) {
+    Ffmpeg("-i " + whole[0] + " " + c.options + " -c copy " + (folder / "first.ts"));
+    ASSERT_EQ(Merge({folder / "first.ts", whole[1]}, folder / "a.mp4"), 0);
+    EXPECT_EQ(test::Probe(folder / "a.mp4", "stream=codec_type"), c.streams);
+    EXPECT_EQ(Frames(folder / "a.mp4"), c.frames) << c.options;
+  }
+}
+
+TEST(SegmentList, ReportsOncePerEntryEvenForSkippedOnes) {
+  struct Case {
+    std::int32_t scale;
+    std::vector<std::int32_t> expected;
+  };
+  const Folder folder;
+  const Paths cut = Cut(folder, Film());
+  const Paths segments = {cut[0], folder / "missing.ts", cut[2]};
+  for (const Case& c : {Case{100, {33, 66, 100}}, Case{1, {0, 0, 1}}, Case{-100, {-100}}}) {
+    const test::Percent100Is scale(c.scale);
+    test::ProgressLog log;
+    EXPECT_EQ(Merge(segments, folder / "a.mp4", {.log = &log}), 0);
+    EXPECT_EQ(log.Reports(), c.expected) << c.scale;
+  }
+}
+
+TEST(SegmentList, StoppedJoinIsAFileOfTheEntriesSoFar) {
+  for (const int stopAt : {1, 2, 3}) {
+    const Folder folder;
+    const Paths segments = Cut(folder, Film());
+    test::ProgressLog log(stopAt);
+    ASSERT_EQ(Merge(segments, folder / "a.mp4", {.deleteSegments = true, .log = &log}), 0);
+    EXPECT_EQ(Frames(folder / "a.mp4"), static_cast<std::size_t>(stopAt) * kFramesPerSegment);
+    EXPECT_EQ(test::DecodingErrors(folder / "a.mp4"), "");
+    EXPECT_EQ(Existing(segments), (std::vector<bool>{false, stopAt < 2, stopAt < 3}));
+  }
+}
+
+TEST(SegmentList, PassesBrokenEntriesAsLongAsAGoodOneFollowsOrNoneDoes) {
+  enum : std::size_t { kRubbish = 3, kSubtitles, kMissing, kTimeless, kFolder };  // 0 to 2: good
+  struct Case {
+    const char* name;
+    std::vector<std::size_t> entries;
+    int expected;
+  };
+  const Case cases[] = {
+      {"first", {kRubbish, 0, 1}, MPG_ERR_VIDEO_STREAM_NOT_FOUND},
+      {"first missing", {kMissing, 0, 1}, MPG_ERR_VIDEO_STREAM_NOT_FOUND},
+      {"missing", {0, kMissing, 1}, 0},
+      {"a folder", {0, kFolder, 1}, 0},
+      {"middle", {0, kRubbish, 1}, 0},
+      {"last", {0, 1, kRubbish}, 0},
+      {"last but a missing one", {0, kRubbish, kMissing}, kInvalidData},
+      {"middle, without frames and audio", {0, kSubtitles, 1}, MPG_ERR_VIDEO_STREAM_NOT_FOUND},
+      {"last, without frames and audio", {0, 1, kSubtitles}, 0},
+      {"without times", {0, kTimeless, 1}, 0},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    const Folder folder;
+    Paths all = Cut(folder, Film());
+    for (const char* name : {"rubbish.ts", "s.srt", "missing.ts", "raw.h264", "folder"}) {
+      all.push_back(folder / name);
+    }
+    test::WriteBytes(all[kRubbish], std::string(5000, 'a'));
+    test::WriteBytes(all[kSubtitles], "1\n00:00:00,000 --> 00:00:01,000\nhello\n");
+    Ffmpeg("-i " + all[2] + " -c:v copy " + all[kTimeless]);
+    fs::create_directory(all[kFolder]);
+    Paths segments;
+    for (const std::size_t entry : c.entries) segments.push_back(all[entry]);
+    const std::vector<bool> before = Existing(segments);
+    const std::string output = folder / "a.mp4";
+    test::ProgressLog log;
+    log.onReport = [&](std::int32_t) { EXPECT_EQ(Existing(segments), before); };
+    EXPECT_EQ(Merge(segments, output, {.deleteSegments = true, .log = &log}), c.expected);
+    EXPECT_EQ(fs::exists(output), c.expected == 0);
+    for (std::size_t i = 0; i < 3; ++i) {
+      const bool isDeleted = c.expected == 0 && c.entries[i] < kRubbish;
+      EXPECT_EQ(fs::exists(segments[i]), before[i] && !isDeleted) << i;
+    }
+    if (c.expected == 0) {
+      EXPECT_EQ(Frames(output), 2 * kFramesPerSegment);
+      EXPECT_EQ(test::DecodingErrors(output), "");
+    }
+  }
+}
+
+TEST(SegmentList, FragmentsAreReadBehindTheLastInitialisation) {
+  const Folder folder;
+  Ffmpeg("-i " + Film() + " -c copy -f hls -hls_segment_type fmp4 -hls_list_size 0 " +
+         (folder / "h.m3u8"));
+  const Paths segments = {folder / "init.mp4", folder / "h0.m4s", folder / "h1.m4s"};
+  ASSERT_EQ(Merge({segments[0]}, folder / "a.mp4", {.deleteSegments = true}), kInvalidData);
+  EXPECT_FALSE(fs::exists(folder / "a.mp4"));
+  ASSERT_EQ(Merge({segments[1], segments[2]}, folder / "a.mp4", {.deleteSegments = true}),
+            MPG_ERR_VIDEO_STREAM_NOT_FOUND);
+  EXPECT_EQ(Existing(segments), std::vector<bool>(3, true));
+  ASSERT_EQ(Merge(segments, folder / "a.mp4", {.deleteSegments = true}), 0);
+  EXPECT_EQ(Existing(segments), std::vector<bool>(3, false));
+  EXPECT_GT(Frames(folder / "a.mp4"), kFramesPerSegment);
+}
+
+TEST(SegmentList, ReadsOnBehindBrokenDataOnceElevenPacketsOfAKindCame) {
+  const Folder folder;
+  struct Case {
+    std::string input;
+    const char* stream;
+    int healthy;  // packets before the broken one
+    std::size_t copied;
+  };
+  // Opening a file reads more than ten of its frames.
+  for (const Case& c :
+       {Case{test::AacAudio(), "a:0", 10, 10}, Case{test::AacAudio(), "a:0", 11, 94},
+        Case{test::H264Video(), "v:0", 40, 49}}) {
+    // A fragment for each packet, of which one speaks of a track that doesn't exist.
+    const std::string whole = test::MakeMedia(
+        "single.mp4", "-i " + c.input +
+                          " -c copy -movflags "
+                          "frag_every_frame+empty_moov+default_base_moof+global_sidx");
+    std::string content = test::ReadBytes(whole);
+    std::size_t header = 0;
+    for (int i = 0; i <= c.healthy; ++i) header = content.find("tfhd", header + 1);
+    content.at(header + 11) = 99;
+    test::WriteBytes(folder / "broken.mp4", content);
+    ASSERT_EQ(Merge({whole, folder / "broken.mp4", whole}, folder / "a.mp4"), 0);
+    EXPECT_EQ(test::ReadPayloads(folder / "a.mp4", c.stream).size(),
+              2 * test::ReadPayloads(whole, c.stream).size() + c.copied)
+        << c.stream << " " << c.healthy;
+  }
+}
+
+TEST(SegmentList, TakesSegmentsOfAnotherSizeOrCodecWithoutFailing) {
+  const Folder folder;
+  const std::string first = Cut(folder, Film())[0];
+  Ffmpeg("-i " + first + " -s 320x240 -c:v libx264 -bf 0 -c:a copy " + (folder / "larger.ts"));
+  Ffmpeg("-i " + first + " -c:v mpeg2video -c:a mp2 " + (folder / "other.ts"));
+  for (const std::string& output : {folder / "a.mp4", folder / "a.ts"}) {
+    ASSERT_EQ(Merge({first, folder / "larger.ts"}, output), 0);
+    EXPECT_EQ(test::DecodingErrors(output), "");
+    EXPECT_TRUE(test::Probe(output, "stream=width,height", "v:0").starts_with("160\n120"));
+    EXPECT_EQ(Frames(output), 2 * kFramesPerSegment);
+    ASSERT_EQ(Merge({first, folder / "other.ts", first}, output), 0);
+    EXPECT_GT(Frames(output), 2 * kFramesPerSegment);
+  }
+}
+
+TEST(SegmentList, RefusesAnOutputThatIsAMissingEntry) {
+  const Folder folder;
+  const Paths cut = Cut(folder, Film());
+  const Paths segments = {cut[0], folder / "out.mp4", cut[1]};
+  EXPECT_EQ(Merge(segments, folder / "out.mp4", {.deleteSegments = true}),
+            MPG_ERR_INVALID_PARAMETER);
+  EXPECT_EQ(Existing(segments), (std::vector<bool>{true, false, true}));
 }
 
 }  // namespace
