@@ -66,11 +66,6 @@ struct Pair {
   std::string video, audio;
 };
 
-// One to copy, one to re-encode, both of 50 frames.
-std::vector<Pair> BothWays() {
-  return {{H264(), test::AacAudio()}, {Mpeg4(), test::OpusAudio(4)}};
-}
-
 TEST(AvJoin, CopiesTheVideoAndCopiesOrReencodesTheAudio) {
   constexpr const char* kMp4 = "mov,mp4,m4a,3gp,3g2,mj2";
   struct Case {
@@ -224,7 +219,8 @@ TEST(AvJoin, ReportsFromTheVideoAndItsEnd) {
 TEST(AvJoin, StopsWithAPlayableFileWhenTheHostSaysSo) {
   const test::ScratchFolder folder;
   const std::string output = folder / "a.mp4";
-  for (const auto& [video, audio] : BothWays()) {
+  for (const auto& [video, audio] :
+       {Pair{H264(), test::AacAudio()}, Pair{Mpeg4(), test::OpusAudio(4)}}) {
     const std::vector<std::string> whole = test::ReadPayloads(video, "v:0");
     for (const int stopAt : {1, 25, 50}) {
       test::ProgressLog log(stopAt);

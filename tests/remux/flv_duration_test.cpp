@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstdint>
 #include <cstring>
 #include <filesystem>
 #include <string>
@@ -54,12 +53,10 @@ double DurationInHeader(const std::string& path) {
   const std::string content = test::ReadBytes(path);
   const std::size_t entry = content.find(std::string("duration") + '\0');
   if (entry == std::string::npos) return -1;
-  std::uint64_t bits = 0;
-  for (std::size_t i = entry + 9; i < entry + 17; ++i) {
-    bits = bits << 8 | static_cast<unsigned char>(content[i]);
-  }
+  std::string bytes = content.substr(entry + 9, 8);
+  std::ranges::reverse(bytes);
   double number = 0;
-  std::memcpy(&number, &bits, sizeof number);
+  std::memcpy(&number, bytes.data(), sizeof number);
   return number;
 }
 
