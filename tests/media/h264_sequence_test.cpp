@@ -46,8 +46,8 @@ struct Sequence {
 
 TEST(AnnouncedDelay, StandsBehindEverythingElse) {
   const std::string high = Bits<8>(100);
-  // A list of differences that ends with its third number (8 + 3, + 2, to 0), and a whole one.
-  const std::string shortList = "1" + Code(5) + Code(3) + Code(26);
+  // A list of differences that ends with its second number (8 - 7, - 1), and a whole one.
+  const std::string shortList = "1" + Code(14) + Code(2);
   std::string longList = "1";
   for (int i = 0; i < 64; ++i) longList += Code(1);
   const std::string buffers = Code(1) + Bits<8>(0x45) +
