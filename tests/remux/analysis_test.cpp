@@ -4,6 +4,7 @@
 #include <sstream>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "remux/segment_join.h"
 #include "remux/segments.h"
@@ -228,6 +229,7 @@ TEST(Input, LooksAFewFramesAhead) {
   mpg::Input input(path.c_str());
   const mpg::PacketPtr packet = mpg::MakePacket();
   int frames = 0;
+  std::int64_t last = AV_NOPTS_VALUE;
   while (input.Read(*packet) == 0) {
     constexpr std::int64_t kFarthest = std::int64_t{3} << 20;  // bytes
     ASSERT_LT(avio_tell(input.Context()->pb) - packet->pos, kFarthest);
@@ -235,6 +237,7 @@ TEST(Input, LooksAFewFramesAhead) {
     ++frames;
     EXPECT_NE(packet->pts, AV_NOPTS_VALUE);
     EXPECT_LE(packet->dts, packet->pts);
+    EXPECT_LT(std::exchange(last, packet->dts), packet->dts);
   }
   EXPECT_EQ(frames, 25);
 }
