@@ -64,7 +64,7 @@ TEST(FlvDuration, IsSetAndEverythingElseKept) {
   const test::ScratchFolder folder;
   // Too much for a command line on Windows.
   std::string tags = ";FFMETADATA1\n";
-  for (const char name : {'a', 'b', 'c'}) tags += name + "=" + std::string(30000, 'x') + '\n';
+  for (const char* name : {"a=", "b=", "c="}) tags += name + std::string(30000, 'x') + '\n';
   test::WriteBytes(folder / "tags", tags);
   const std::string longScript = "-i " + (folder / "tags") + " -map_metadata 1";
   struct Source {
