@@ -142,6 +142,7 @@ TEST(SegmentTimeline, FollowsJumpsBackInsideASegment) {
        false,
        {{500, 500}, {504, 504}, {508, 508}, {10500, 500}, {10504, 504}, {0, 512}, {10000, 512}}},
       {"a gap stays, a small step back is no jump", false, {{0, 0}, {96, 96}, {86, 97}}},
+      {"a gap behind a clock about to wrap", false, {{-500, 0}, {-496, 4}, {100, 600}}},
       {"one wrong time moves those behind it no more than itself",
        false,
        {{900, 900}, {1, 904}, {908, 908}}},
