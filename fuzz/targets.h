@@ -16,8 +16,8 @@ void FlvRepair(Input input);
 /// is decoded.
 void SegmentTimes(Input input);
 
-/// A media file given to all operations: it stays as it is, success comes with an output, and
-/// nothing else is left behind.
+/// A media file given to all operations: it stays as it is, outputs are where they are promised,
+/// and nothing else is left behind.
 void Operations(Input input);
 
 }  // namespace mpg::fuzz

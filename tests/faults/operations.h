@@ -16,8 +16,14 @@ enum class Fate {
 
 struct Outcome {
   bool isSuccess = false;
-  /// Everything else that the host was told, to be compared.
+  /// Everything else that the host was told, to be compared; of a failure its code, if any.
   std::string answer = {};
+};
+
+/// What the operations are given.
+struct Media {
+  std::string video, audio, film, mpeg4, opus, flv;
+  std::vector<std::string> parts;
 };
 
 struct Operation {
@@ -31,11 +37,12 @@ struct Operation {
   bool deletesInputs = false;
 };
 
-/// Of short media, made on first use.
+std::vector<Operation> OperationsOn(const Media& media);
+
+/// On short media, made on first use.
 const std::vector<Operation>& Operations();
 
-/// At which of so many calls to let one fail, counted from 1: some from all over and the last ones,
-/// where files are finished. All with MPG_SWEEP=whole in the environment.
-std::vector<int> Places(int calls);
+/// Copies an operation's inputs to names that begin alike, and tells them.
+std::vector<std::string> CopyInputs(const Operation& operation, const std::string& prefix);
 
 }  // namespace test

@@ -1,18 +1,14 @@
 // Eight threads, mixed calls on different files: nothing is shared but what the header says.
 #include <gtest/gtest.h>
 
-#include <filesystem>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "faults/operations.h"
 #include "support/host.h"
-#include "support/media.h"
 
 namespace {
-
-namespace fs = std::filesystem;
 
 TEST(Threads, CallsOnDifferentFilesDoNotMeet) {
   constexpr std::size_t kThreads = 8;
@@ -23,13 +19,8 @@ TEST(Threads, CallsOnDifferentFilesDoNotMeet) {
     for (std::size_t i = 0; i < operations.size(); ++i) {
       const test::Operation& operation = operations[(i + thread * 3) % operations.size()];
       const std::string prefix = folder / (std::to_string(thread) + "-" + std::to_string(i) + "-");
-      std::vector<std::string> inputs;
-      for (const std::string& medium : operation.inputs) {
-        const std::string name =
-            std::to_string(inputs.size()) + fs::path(medium).extension().string();
-        fs::copy_file(medium, inputs.emplace_back(prefix + name));
-      }
-      const test::Outcome outcome = operation.run(inputs, prefix + "out." + operation.extension);
+      const test::Outcome outcome =
+          operation.run(test::CopyInputs(operation, prefix), prefix + "out." + operation.extension);
       EXPECT_TRUE(outcome.isSuccess) << operation.name << " " << outcome.answer;
     }
   };

@@ -34,25 +34,34 @@ constexpr StreamSpec kAudio{AVMEDIA_TYPE_AUDIO, AV_CODEC_ID_AAC, 48000, 2};
 constexpr StreamSpec kRateless{AVMEDIA_TYPE_AUDIO, AV_CODEC_ID_PCM_S16LE, 0, 2};
 constexpr StreamSpec kUnknown{AVMEDIA_TYPE_AUDIO};
 
+// The first usable one, and the one that can be copied: from a rateless stream that moves on by the
+// count of audio streams.
 TEST(FindAudioStream, TakesTheFirstUsableOne) {
   struct Case {
     std::vector<StreamSpec> streams;
-    int after, expected;
+    int first, second, copied;
   };
-  const std::vector<Case> cases = {
-      {{}, -1, -1},
-      {{kVideo, kSubtitle}, -1, -1},
-      {{kVideo, kAudio}, -1, 1},
-      {{kUnknown}, -1, -1},
-      {{kUnknown, kVideo, kAudio}, -1, 2},
-      {{kRateless, kAudio}, -1, 0},
-      {{kAudio, kAudio}, 0, 1},
-      {{kAudio, kAudio}, 1, -1},
-      {{kAudio}, 7, -1},
+  const Case cases[] = {
+      {{}, -1, -1, -1},
+      {{kVideo, kSubtitle}, -1, -1, -1},
+      {{kVideo, kUnknown}, -1, -1, -1},
+      {{kVideo, kAudio}, 1, -1, 1},
+      {{kUnknown, kVideo, kAudio}, 2, -1, 2},
+      {{kAudio, kAudio}, 0, 1, 0},
+      {{kRateless, kAudio}, 0, 1, 1},
+      {{kRateless, kRateless}, 0, 1, 1},
+      {{kRateless, kUnknown}, 0, -1, -1},
+      {{kVideo, kRateless}, 1, -1, 1},
+      {{kVideo, kRateless, kAudio}, 1, 2, 1},
   };
   for (const Case& c : cases) {
-    EXPECT_EQ(FindNextAudioStream(MakeContext(c.streams).get(), c.after), c.expected)
-        << c.streams.size() << " streams after " << c.after;
+    const OutputContextPtr context = MakeContext(c.streams);
+    SCOPED_TRACE(&c - cases);
+    EXPECT_EQ(FindAudioStream(context.get()), c.first);
+    EXPECT_EQ(FindNextAudioStream(context.get(), 7), -1);
+    EXPECT_EQ(FindCopiableAudioStream(context.get()), c.copied);
+    if (c.first < 0) continue;
+    EXPECT_EQ(FindNextAudioStream(context.get(), c.first), c.second);
   }
   EXPECT_EQ(FindAudioStream(nullptr), -1);
 }
@@ -66,21 +75,6 @@ TEST(FindMovingVideo, PassesOverCoverArt) {
   AVStream* const film = avformat_new_stream(context.get(), nullptr);
   film->codecpar->codec_type = AVMEDIA_TYPE_VIDEO;
   EXPECT_EQ(FindMovingVideo(context.get()), film);
-}
-
-TEST(FindCopiableAudioStream, MovesOnFromARatelessStreamByTheCountOfAudioStreams) {
-  struct Case {
-    std::vector<StreamSpec> streams;
-    int expected;
-  };
-  const std::vector<Case> cases = {
-      {{kRateless, kAudio}, 1},    {{kVideo, kRateless, kAudio}, 1}, {{kVideo, kRateless}, 1},
-      {{kRateless, kRateless}, 1}, {{kRateless, kUnknown}, -1},      {{kVideo, kUnknown}, -1},
-  };
-  for (const Case& c : cases) {
-    EXPECT_EQ(FindCopiableAudioStream(MakeContext(c.streams).get()), c.expected)
-        << c.streams.size() << " streams";
-  }
 }
 
 }  // namespace

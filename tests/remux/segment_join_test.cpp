@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "mpg/mpg.h"
 #include "remux/segments.h"
 #include "support/host.h"
 #include "support/media.h"
@@ -19,52 +20,35 @@ using test::Ffmpeg;
 using test::Film;
 using test::Merge;
 using test::Paths;
+using Folder = test::ScratchFolder;
 
 constexpr double kFrame = 1.0 / 25;
 constexpr double kAudioFrame = 1024.0 / 48000;
 
-Paths Continuous(const test::ScratchFolder& folder) {
-  return Cut(folder, Film());
-}
+constexpr const char* kRestarting = "-f segment -segment_time 2 -reset_timestamps 1";
 
-Paths WithBFrames(const test::ScratchFolder& folder) {
-  return Cut(folder, Film("-bf 2"));
-}
+const auto kWithBFrames = [](const Folder& folder) { return Cut(folder, Film("-bf 2")); };
+const auto kRestart = [](const Folder& folder) { return Cut(folder, Film("-bf 2"), kRestarting); };
+const auto kRestartMp4 = [](const Folder& folder) {
+  return Cut(folder, Film("-bf 3 -x264opts b-pyramid=normal"), kRestarting, "mp4");
+};
 
-Paths Restarting(const test::ScratchFolder& folder) {
-  return Cut(folder, Film("-bf 2"), "-f segment -segment_time 2 -reset_timestamps 1");
-}
-
-Paths RestartingMp4(const test::ScratchFolder& folder) {
-  return Cut(folder, Film("-bf 3 -x264opts b-pyramid=normal"),
-             "-f segment -segment_time 2 -reset_timestamps 1", "mp4");
-}
-
-// Every segment begins a fixed time after the one before.
-Paths Spaced(const test::ScratchFolder& folder, double seconds) {
+// Every segment begins ten seconds after the one before.
+Paths Jumping(const Folder& folder) {
   Paths paths;
-  double start = 0;
-  for (const std::string& segment : Restarting(folder)) {
-    paths.push_back(segment + ".spaced.ts");
-    Ffmpeg("-i " + segment + " -c copy -muxdelay 0 -output_ts_offset " + std::to_string(start) +
-           " " + paths.back());
-    start += seconds;
+  for (const std::string& segment : kRestart(folder)) {
+    const std::string start = std::to_string(10 * paths.size());
+    paths.push_back(segment + ".jumping.ts");
+    Ffmpeg("-i " + segment + " -c copy -muxdelay 0 -output_ts_offset " + start + " " +
+           paths.back());
   }
   return paths;
 }
 
-Paths Jumping(const test::ScratchFolder& folder) {
-  return Spaced(folder, 10);
-}
-
-Paths Overlapping(const test::ScratchFolder& folder) {
-  return Spaced(folder, 1.5);
-}
-
 // The clock of transport streams has 33 bits.
-Paths Wrapping(const test::ScratchFolder& folder) {
+Paths Wrapping(const Folder& folder) {
   Paths paths;
-  for (const std::string& segment : WithBFrames(folder)) {
+  for (const std::string& segment : kWithBFrames(folder)) {
     paths.push_back(segment + ".wrapping.ts");
     Ffmpeg("-copyts -i " + segment + " -c copy -muxdelay 0 -muxpreload 0 -output_ts_offset " +
            std::to_string(static_cast<double>(1ll << 33) / 90000 - 5) + " " + paths.back());
@@ -72,49 +56,19 @@ Paths Wrapping(const test::ScratchFolder& folder) {
   return paths;
 }
 
-// Broadcast multiplexers send the audio half a second ahead of the frames.
-Paths Broadcast(const test::ScratchFolder& folder) {
-  const test::ScratchFolder sounds("sounds");
-  const std::string copied =
-      " -c copy -copyts -muxdelay 0 -muxpreload 0 -f segment -segment_format mpegts "
-      "-segment_format_options mpegts_copyts=1 -segment_times ";
-  Ffmpeg("-i " + Film("-bf 2") + " -an" + copied + "2,4 " + (folder / "v%d.ts") + " -vn" + copied +
-         "1.5,3.5 " + (sounds / "%d.ts"));
-  Paths paths;
-  for (const char* name : {"0.ts", "1.ts", "2.ts"}) {
-    paths.push_back(folder / name);
-    Ffmpeg("-copyts -i " + (folder / (std::string("v") + name)) + " -i " + (sounds / name) +
-           " -c copy -mpegts_copyts 1 -muxdelay 0 -muxpreload 0 " + paths.back());
-  }
-  return paths;
-}
-
 // Times jump back inside a segment.
-Paths Concatenated(const test::ScratchFolder& folder) {
-  const Paths parts = Restarting(folder);
+Paths Concatenated(const Folder& folder) {
+  const Paths parts = kRestart(folder);
   test::WriteBytes(folder / "two.ts", test::ReadBytes(parts[0]) + test::ReadBytes(parts[1]));
   return {folder / "two.ts", parts[2]};
 }
 
 // As many sites serve them: one initialisation, then fragments alone.
-Paths BareFragments(const test::ScratchFolder& folder) {
+Paths BareFragments(const Folder& folder) {
   Ffmpeg("-i " + Film("-bf 2") +
          " -c copy -f hls -hls_time 2 -hls_list_size 0 -hls_segment_type fmp4 " +
          (folder / "h.m3u8"));
   return {folder / "init.mp4", folder / "h0.m4s", folder / "h1.m4s", folder / "h2.m4s"};
-}
-
-// As a download manager stores them: each behind the initialisation that all share.
-Paths HlsFragments(const test::ScratchFolder& folder) {
-  Paths paths = BareFragments(folder);
-  const std::string initialisation = test::ReadBytes(paths.front());
-  paths.erase(paths.begin());
-  for (std::string& path : paths) {
-    const std::string fragment = test::ReadBytes(path);
-    path += ".mp4";
-    test::WriteBytes(path, initialisation + fragment);
-  }
-  return paths;
 }
 
 // A segment's packets as that container holds them: MP4 has no start codes and no ADTS headers.
@@ -131,90 +85,248 @@ std::string InContainerOf(const std::string& segment, const std::string& output)
   return segment + extension;
 }
 
-void AppendPayloads(const std::vector<test::Packet>& packets, std::vector<std::string>& payloads) {
+using Packets = std::vector<test::Packet>;
+
+void AppendPayloads(Packets packets, bool asShown, std::vector<std::string>& payloads) {
+  if (asShown) std::ranges::stable_sort(packets, {}, &test::Packet::pts);
   std::ranges::transform(packets, std::back_inserter(payloads), &test::Packet::hash);
 }
 
 struct LastSegment {
   double start;  // seconds after the first packet of all
-  double drift;  // of that from what lies before it
+  double shift;  // of its times
 };
 
 // Checks that a stream of the output is its segments' packets, in the order of reading and of
 // showing.
 LastSegment ExpectJoined(const Paths& segments, const std::string& output,
                          const std::string& stream, double packetLength, bool hasHoles) {
-  using Packets = std::vector<test::Packet>;
-  std::vector<std::string> expected[2];  // as they are read, as they are shown
-  std::vector<std::string> joined[2];
-  const auto append = [](Packets packets, std::vector<std::string>(&payloads)[2]) {
-    AppendPayloads(packets, payloads[0]);
-    std::ranges::stable_sort(packets, {}, &test::Packet::pts);
-    AppendPayloads(packets, payloads[1]);
-    return packets;
-  };
-  std::size_t before = 0;
+  std::vector<Packets> parts;
   for (const std::string& segment : segments) {
-    before = expected[0].size();
-    append(test::ReadPackets(InContainerOf(segment, output), stream), expected);
+    parts.push_back(test::ReadPackets(InContainerOf(segment, output), stream));
   }
   Packets packets = test::ReadPackets(output, stream);
   EXPECT_EQ(std::ranges::adjacent_find(packets, std::ranges::greater_equal{}, &test::Packet::dts),
             packets.end());
-  const auto lastSegment = packets.at(before);
-  packets = append(packets, joined);
-  EXPECT_TRUE(joined[0] == expected[0]) << stream;
-  EXPECT_TRUE(joined[1] == expected[1]) << stream;
-  const double start = *lastSegment.pts - *packets.front().pts;
+  for (const bool asShown : {false, true}) {
+    std::vector<std::string> expected, joined;
+    for (const Packets& part : parts) AppendPayloads(part, asShown, expected);
+    AppendPayloads(packets, asShown, joined);
+    EXPECT_TRUE(joined == expected) << stream << asShown;
+  }
+  const double start = *packets.at(packets.size() - parts.back().size()).pts;
+  const LastSegment last = {start - *packets.front().pts, start - *parts.back().front().pts};
+  std::ranges::stable_sort(packets, {}, &test::Packet::pts);
   for (std::size_t i = 1; !hasHoles && i < packets.size(); ++i) {
     EXPECT_NEAR(*packets[i].pts - *packets[i - 1].pts, packetLength, 0.0011) << stream << " " << i;
   }
-  return {start, start - static_cast<double>(before) * packetLength};
+  return last;
 }
 
 struct SegmentSet {
   const char* name;
-  Paths (*make)(const test::ScratchFolder&);
+  Paths (*make)(const Folder&);
   const char* output;
   bool closeGaps;
   double lastStart;  // seconds after the first
   bool hasHoles = false;
 };
 
-void ExpectOneAfterTheOther(const SegmentSet& set) {
-  const test::ScratchFolder folder;
-  const Paths segments = set.make(folder);
-  ASSERT_GE(segments.size(), 2u);
-  const std::string output = folder / set.output;
-  ASSERT_EQ(Merge(segments, output, {.closeGaps = set.closeGaps}), 0);
-  EXPECT_EQ(test::DecodingErrors(output), "");
-  const LastSegment video = ExpectJoined(segments, output, "v:0", kFrame, set.hasHoles);
-  const LastSegment audio = ExpectJoined(segments, output, "a:0", kAudioFrame, set.hasHoles);
-  EXPECT_NEAR(video.start, set.lastStart, 0.05);
-  EXPECT_NEAR(audio.drift, video.drift, 0.05);
-}
-
 TEST(SegmentJoin, PlaysRealSegmentsOneAfterTheOther) {
   const SegmentSet kSets[] = {
-      {"continuous", Continuous, "a.ts", false, 4},
-      {"B-frames", WithBFrames, "a.mp4", false, 4},
-      {"B-frames, closed", WithBFrames, "a.ts", true, 4},
+      {"B-frames", kWithBFrames, "a.mp4", false, 4},
+      {"B-frames, closed", kWithBFrames, "a.ts", true, 4},
       {"fragments", BareFragments, "a.mp4", false, 4},
-      {"initialised fragments", HlsFragments, "a.ts", false, 4},
-      {"restarting", Restarting, "a.mp4", false, 4},
-      {"restarting, closed", Restarting, "a.ts", true, 4},
-      {"restarting MP4", RestartingMp4, "a.mp4", false, 4},
+      {"restarting", kRestart, "a.mp4", false, 4},
+      {"restarting, closed", kRestart, "a.ts", true, 4},
+      {"restarting MP4", kRestartMp4, "a.mp4", false, 4},
       {"jumping", Jumping, "a.mp4", false, 20, true},
       {"jumping, closed", Jumping, "a.ts", true, 4, true},
-      {"overlapping", Overlapping, "a.mp4", false, 4},
       {"clock that wraps", Wrapping, "a.mp4", false, 4},
-      {"audio that ends early", Broadcast, "a.ts", false, 4},
-      {"audio that ends early, closed", Broadcast, "a.mp4", true, 4},
       {"recordings in one file", Concatenated, "a.mp4", false, 4},
   };
   for (const SegmentSet& set : kSets) {
     SCOPED_TRACE(set.name);
-    ExpectOneAfterTheOther(set);
+    const Folder folder;
+    const Paths segments = set.make(folder);
+    ASSERT_GE(segments.size(), 2u);
+    const std::string output = folder / set.output;
+    ASSERT_EQ(Merge(segments, output, {.closeGaps = set.closeGaps}), 0);
+    EXPECT_EQ(test::DecodingErrors(output), "");
+    const LastSegment video = ExpectJoined(segments, output, "v:0", kFrame, set.hasHoles);
+    const LastSegment audio = ExpectJoined(segments, output, "a:0", kAudioFrame, set.hasHoles);
+    EXPECT_NEAR(video.start, set.lastStart, 0.05);
+    EXPECT_NEAR(audio.shift, video.shift, 0.05);
+  }
+}
+
+// What the join of a list does with entries, outputs and hosts of every kind.
+
+constexpr int kInvalidData = -1094995529;
+constexpr std::size_t kFramesPerSegment = 50;
+
+std::size_t Frames(const std::string& path) {
+  return test::ReadPayloads(path, "v:0").size();
+}
+
+std::vector<bool> Existing(const Paths& paths) {
+  std::vector<bool> existing;
+  for (const std::string& path : paths) existing.push_back(fs::exists(path));
+  return existing;
+}
+
+TEST(SegmentList, NothingToJoinIsNoFailure) {
+  const Folder folder;
+  const char* const none[] = {nullptr};
+  const char* const one[] = {"a.ts", nullptr};
+  test::ProgressLog log;
+  EXPECT_EQ(Merge({}, folder / "a.mp4", {.log = &log}), 0);
+  EXPECT_FALSE(fs::exists(folder / "a.mp4"));
+  EXPECT_EQ(MPG_Merge(none, nullptr, 1, 1, nullptr, 0), 0);
+  EXPECT_EQ(MPG_Merge(one, nullptr, 1, 1, nullptr, 0), 0);
+  EXPECT_EQ(MPG_Merge(nullptr, "a.mp4", 1, 1, nullptr, 0), MPG_ERR_INVALID_PARAMETER);
+  EXPECT_TRUE(log.Reports().empty());
+}
+
+TEST(SegmentList, FirstEntryDecidesWhichKindsAreJoinedAndVideoComesFirst) {
+  const Folder folder;
+  const Paths whole = Cut(folder, Film());
+  struct Case {
+    const char *options, *streams;
+    std::size_t frames;
+  };
+  for (const Case& c : {Case{"-an", "video", 100}, Case{"-vn", "audio", 0},
+                        Case{"-map 0:a -map 0:v", "video\naudio", 100}}) {
+    Ffmpeg("-i " + whole[0] + " " + c.options + " -c copy " + (folder / "first.ts"));
+    ASSERT_EQ(Merge({folder / "first.ts", whole[1]}, folder / "a.mp4"), 0);
+    EXPECT_EQ(test::Probe(folder / "a.mp4", "stream=codec_type"), c.streams);
+    EXPECT_EQ(Frames(folder / "a.mp4"), c.frames) << c.options;
+  }
+}
+
+TEST(SegmentList, ReportsOncePerEntryEvenForSkippedOnes) {
+  struct Case {
+    std::int32_t scale;
+    std::vector<std::int32_t> expected;
+  };
+  const Folder folder;
+  const Paths cut = Cut(folder, Film());
+  const Paths segments = {cut[0], folder / "missing.ts", cut[2]};
+  for (const Case& c : {Case{100, {33, 66, 100}}, Case{1, {0, 0, 1}}, Case{-100, {-100}}}) {
+    const test::Percent100Is scale(c.scale);
+    test::ProgressLog log;
+    EXPECT_EQ(Merge(segments, folder / "a.mp4", {.log = &log}), 0);
+    EXPECT_EQ(log.Reports(), c.expected) << c.scale;
+  }
+}
+
+TEST(SegmentList, StoppedJoinIsAFileOfTheEntriesSoFar) {
+  for (const int stopAt : {1, 2, 3}) {
+    const Folder folder;
+    const Paths segments = Cut(folder, Film());
+    test::ProgressLog log(stopAt);
+    ASSERT_EQ(Merge(segments, folder / "a.mp4", {.deleteSegments = true, .log = &log}), 0);
+    EXPECT_EQ(Frames(folder / "a.mp4"), static_cast<std::size_t>(stopAt) * kFramesPerSegment);
+    EXPECT_EQ(test::DecodingErrors(folder / "a.mp4"), "");
+    EXPECT_EQ(Existing(segments), (std::vector<bool>{false, stopAt < 2, stopAt < 3}));
+  }
+}
+
+TEST(SegmentList, PassesBrokenEntriesAsLongAsAGoodOneFollowsOrNoneDoes) {
+  const Folder media("media");
+  Cut(media, Film());
+  Ffmpeg("-i " + Film() + " -c copy -f hls -hls_segment_type fmp4 -hls_list_size 0 " +
+         (media / "h.m3u8"));
+  Ffmpeg("-i " + (media / "2.ts") + " -c:v copy " + (media / "raw.h264"));
+  test::WriteBytes(media / "rubbish.ts", std::string(5000, 'a'));
+  test::WriteBytes(media / "s.srt", "1\n00:00:00,000 --> 00:00:01,000\nhello\n");
+  struct Case {
+    const char* name;
+    std::vector<std::string> entries;
+    int expected;
+  };
+  const Case cases[] = {
+      {"first", {"rubbish.ts", "0.ts", "1.ts"}, MPG_ERR_VIDEO_STREAM_NOT_FOUND},
+      {"first missing", {"missing.ts", "0.ts", "1.ts"}, MPG_ERR_VIDEO_STREAM_NOT_FOUND},
+      {"missing", {"0.ts", "missing.ts", "1.ts"}, 0},
+      {"a folder", {"0.ts", "folder", "1.ts"}, 0},
+      {"middle", {"0.ts", "rubbish.ts", "1.ts"}, 0},
+      {"last", {"0.ts", "1.ts", "rubbish.ts"}, 0},
+      {"last but a missing one", {"0.ts", "rubbish.ts", "missing.ts"}, kInvalidData},
+      {"without frames and audio", {"0.ts", "s.srt", "1.ts"}, MPG_ERR_VIDEO_STREAM_NOT_FOUND},
+      {"the same at the end", {"0.ts", "1.ts", "s.srt"}, 0},
+      {"without times", {"0.ts", "raw.h264", "1.ts"}, 0},
+      {"the output itself", {"0.ts", "a.mp4", "1.ts"}, MPG_ERR_INVALID_PARAMETER},
+      // Fragments are read behind an initialisation in the list.
+      {"initialisation alone", {"init.mp4"}, kInvalidData},
+      {"no initialisation", {"h0.m4s", "h1.m4s"}, MPG_ERR_VIDEO_STREAM_NOT_FOUND},
+      {"fragments", {"init.mp4", "h0.m4s", "h1.m4s"}, 0},
+  };
+  const std::string kNeverCopied = "rubbish.ts missing.ts folder s.srt raw.h264";
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    const Folder folder;
+    fs::copy(media / "", folder / "");
+    fs::create_directory(folder / "folder");
+    Paths segments;
+    for (const std::string& entry : c.entries) segments.push_back(folder / entry);
+    const std::vector<bool> before = Existing(segments);
+    const std::string output = folder / "a.mp4";
+    test::ProgressLog log;
+    log.onReport = [&](std::int32_t) { EXPECT_EQ(Existing(segments), before); };
+    EXPECT_EQ(Merge(segments, output, {.deleteSegments = true, .log = &log}), c.expected);
+    EXPECT_EQ(fs::exists(output), c.expected == 0);
+    for (std::size_t i = 0; i < segments.size(); ++i) {
+      const bool isCopied = c.expected == 0 && kNeverCopied.find(c.entries[i]) == std::string::npos;
+      EXPECT_EQ(fs::exists(segments[i]), before[i] && !isCopied) << i;
+    }
+    if (c.expected != 0) continue;
+    EXPECT_EQ(Frames(output), 2 * kFramesPerSegment);
+    EXPECT_EQ(test::DecodingErrors(output), "");
+  }
+}
+
+TEST(SegmentList, ReadsOnBehindBrokenDataOnceElevenPacketsOfAKindCame) {
+  const Folder folder;
+  struct Case {
+    std::string input;
+    const char* stream;
+    int healthy;  // packets before the broken one
+    std::size_t copied;
+  };
+  // Opening a file reads more than ten of its frames.
+  for (const Case& c :
+       {Case{test::AacAudio(), "a:0", 10, 10}, Case{test::AacAudio(), "a:0", 11, 94},
+        Case{test::H264Video(), "v:0", 40, 49}}) {
+    // A fragment for each packet, of which one speaks of a track that doesn't exist.
+    const std::string whole = test::MakeMedia(
+        "single.mp4", "-i " + c.input +
+                          " -c copy -movflags "
+                          "frag_every_frame+empty_moov+default_base_moof+global_sidx");
+    std::string content = test::ReadBytes(whole);
+    std::size_t header = 0;
+    for (int i = 0; i <= c.healthy; ++i) header = content.find("tfhd", header + 1);
+    content.at(header + 11) = 99;
+    test::WriteBytes(folder / "broken.mp4", content);
+    ASSERT_EQ(Merge({whole, folder / "broken.mp4", whole}, folder / "a.mp4"), 0);
+    EXPECT_EQ(test::ReadPayloads(folder / "a.mp4", c.stream).size(),
+              2 * test::ReadPayloads(whole, c.stream).size() + c.copied)
+        << c.stream << " " << c.healthy;
+  }
+}
+
+TEST(SegmentList, TakesSegmentsOfAnotherSizeOrCodecWithoutFailing) {
+  const Folder folder;
+  const std::string first = Cut(folder, Film())[0];
+  Ffmpeg("-i " + first + " -s 320x240 -c:v libx264 -bf 0 -c:a copy " + (folder / "larger.ts"));
+  Ffmpeg("-i " + first + " -c:v mpeg2video -c:a mp2 " + (folder / "other.ts"));
+  for (const std::string& output : {folder / "a.mp4", folder / "a.ts"}) {
+    ASSERT_EQ(Merge({first, folder / "larger.ts"}, output), 0);
+    EXPECT_EQ(test::DecodingErrors(output), "");
+    EXPECT_TRUE(test::Probe(output, "stream=width,height", "v:0").starts_with("160\n120"));
+    EXPECT_EQ(Frames(output), 2 * kFramesPerSegment);
+    ASSERT_EQ(Merge({first, folder / "other.ts", first}, output), 0);
+    EXPECT_GT(Frames(output), 2 * kFramesPerSegment);
   }
 }
 

@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <ostream>
 #include <vector>
 
 #include "media/handles.h"
@@ -15,14 +14,9 @@ constexpr AVRational kTenMilliseconds = {1, 100};  // the tests' time base: pack
 
 struct Times {
   std::int64_t pts, dts, duration;
-
-  friend bool operator==(const Times&, const Times&) = default;
-  friend std::ostream& operator<<(std::ostream& out, const Times& times) {
-    return out << "{" << times.pts << ", " << times.dts << ", " << times.duration << "}";
-  }
 };
 
-PacketPtr Packet(const Times& times) {
+PacketPtr MakePacketOf(const Times& times) {
   PacketPtr packet = MakePacket();
   packet->pts = times.pts;
   packet->dts = times.dts;
@@ -39,9 +33,10 @@ TEST(MonotonicGuard, MakesDecodingTimesRiseAndNoLaterThanShown) {
                         Case{{95, 90, 10}, {95, 91, 10}}, Case{{20, 10, 10}, {92, 92, 10}},
                         Case{{50, kUnknown, 10}, {93, 93, 10}}, Case{{110, 120, 0}, {110, 110, 0}},
                         Case{{130, kUnknown, 0}, {130, 130, 0}}}) {
-    const PacketPtr packet = Packet(c.times);
+    const PacketPtr packet = MakePacketOf(c.times);
     guard.Lift(*packet);
-    EXPECT_EQ((Times{packet->pts, packet->dts, packet->duration}), c.expected);
+    EXPECT_EQ(packet->pts, c.expected.pts);
+    EXPECT_EQ(packet->dts, c.expected.dts);
   }
 }
 
@@ -50,37 +45,29 @@ struct Part {
   std::int64_t video, audio;  // where they start; kUnknown: not in the segment
 };
 
-// Where the first packets of each segment are put.
+// Where the first packets of each segment are put, and all others by the same distance.
 std::vector<Part> Put(bool closeGaps, const std::vector<Part>& segments) {
   SegmentTimeline timeline(closeGaps, kTenMilliseconds, kTenMilliseconds);
   std::vector<Part> starts;
-  for (const Part& segment : segments) {
-    constexpr std::int64_t kOrder[] = {2, 4, 3, 5};  // as read, in frames behind decoding 0
-    std::vector<PacketPtr> video;
-    std::vector<PacketPtr> audio;
-    const auto startOf = [](const std::vector<PacketPtr>& packets) {
-      return packets.empty() ? std::nullopt
-                             : std::optional(SegmentTimeline::StartOf(*packets.front()));
-    };
-    for (std::int64_t i = 0; i < 4 && segment.video != kUnknown; ++i) {
-      video.push_back(Packet({segment.video + kOrder[i] * 4, segment.video + i * 4, 4}));
+  for (const auto& [video, audio] : segments) {
+    Part& start = starts.emplace_back(Part{kUnknown, kUnknown});
+    std::optional<SegmentTimeline::Start> videoStart, audioStart;
+    if (video != kUnknown) videoStart = {video, video + 8};
+    if (audio != kUnknown) audioStart = {audio, audio};
+    timeline.BeginSegment(videoStart, audioStart);
+    for (std::int64_t i = 0; i < 4 && video != kUnknown; ++i) {
+      constexpr std::int64_t kOrder[] = {8, 16, 12, 20};  // as read, behind decoding 0
+      const PacketPtr packet = MakePacketOf({video + kOrder[i], video + i * 4, 4});
+      timeline.Place(SegmentTimeline::kVideo, *packet);
+      if (i == 0) start.video = packet->dts;
+      EXPECT_EQ(packet->pts, start.video + kOrder[i]);
     }
-    for (std::int64_t i = 0; i < 8 && segment.audio != kUnknown; ++i) {
-      audio.push_back(Packet({segment.audio + i * 2, segment.audio + i * 2, 2}));
+    for (std::int64_t i = 0; i < 8 && audio != kUnknown; ++i) {
+      const PacketPtr packet = MakePacketOf({audio + i * 2, audio + i * 2, 2});
+      timeline.Place(SegmentTimeline::kAudio, *packet);
+      if (i == 0) start.audio = packet->dts;
+      EXPECT_EQ(packet->pts, start.audio + i * 2);
     }
-    timeline.BeginSegment(startOf(video), startOf(audio));
-    const auto place = [&](SegmentTimeline::Kind kind, std::vector<PacketPtr>& packets) {
-      if (packets.empty()) return kUnknown;
-      const std::int64_t firstPts = packets.front()->pts;
-      for (const PacketPtr& packet : packets) {
-        const std::int64_t pts = packet->pts;
-        timeline.Place(kind, *packet);
-        EXPECT_EQ(packet->pts - packets.front()->pts, pts - firstPts) << "distances are kept";
-      }
-      return packets.front()->dts;
-    };
-    const std::int64_t videoStart = place(SegmentTimeline::kVideo, video);
-    starts.push_back({videoStart, place(SegmentTimeline::kAudio, audio)});
   }
   return starts;
 }
@@ -127,6 +114,7 @@ TEST(SegmentTimeline, PutsEachStreamBehindItsLastPacketAndKeepsThemTogether) {
        {{0, 0}, {16, kUnknown}, {32, 32 + 8}}},
       {"audio that comes later", false, {{0, kUnknown}, {0, 0}}, {{0, kUnknown}, {16, 16}}},
       {"a clock about to wrap", false, {{-500, -490}, {-484, -474}}, {{0 - 8, 2}, {8, 18}}},
+      {"audio about to wrap", false, {{-480, -500}}, {{20, 0}}},
       {"an encoder's lead-in stays below zero", false, {{-8, -5}}, {{-8, -5}}},
   };
   for (const Case& c : cases) {
@@ -140,63 +128,40 @@ TEST(SegmentTimeline, PutsEachStreamBehindItsLastPacketAndKeepsThemTogether) {
 }
 
 TEST(SegmentTimeline, FollowsJumpsBackInsideASegment) {
-  SegmentTimeline timeline(false, kTenMilliseconds, kTenMilliseconds);
-  const auto put = [&](SegmentTimeline::Kind kind, std::int64_t time, std::int64_t duration = 4) {
-    const PacketPtr packet = Packet({time, time, duration});
-    timeline.Place(kind, *packet);
-    return packet->pts;
+  constexpr std::int64_t kMusic = 10000;  // added to the times of audio
+  struct Packet {
+    std::int64_t time, expected, duration = 4;
   };
-  timeline.BeginSegment({{500, 500}}, {{500, 500}});
-  for (const std::int64_t time : {500, 504, 508}) put(SegmentTimeline::kVideo, time);
-  for (const std::int64_t time : {500, 504}) put(SegmentTimeline::kAudio, time);
-  EXPECT_EQ(put(SegmentTimeline::kVideo, 0), 512);
-  EXPECT_EQ(put(SegmentTimeline::kAudio, 0), 512) << "as the frames, not at 508";
-  EXPECT_EQ(put(SegmentTimeline::kVideo, 4), 516);
-  EXPECT_EQ(put(SegmentTimeline::kVideo, 100), 612) << "a gap stays";
-  EXPECT_EQ(put(SegmentTimeline::kVideo, 90), 613) << "a small step back is no jump";
-  // One packet with a wrong time moves those behind it no more than itself.
-  timeline.BeginSegment({{900, 900}}, std::nullopt);
-  EXPECT_EQ(put(SegmentTimeline::kVideo, 900), 900);
-  EXPECT_EQ(put(SegmentTimeline::kVideo, 1), 904);
-  EXPECT_EQ(put(SegmentTimeline::kVideo, 908), 908);
-  // Where no packet tells its length, the distance of the last two counts.
-  for (const std::int64_t time : {912, 918}) put(SegmentTimeline::kVideo, time, 0);
-  EXPECT_EQ(put(SegmentTimeline::kVideo, 0, 0), 924);
-}
-
-TEST(SegmentTimeline, TakesTheOtherStreamAlongBehindAJump) {
-  SegmentTimeline timeline(false, kTenMilliseconds, kTenMilliseconds);
-  const auto put = [&](SegmentTimeline::Kind kind, std::int64_t time) {
-    const PacketPtr packet = Packet({time, time, 4});
-    timeline.Place(kind, *packet);
-    return packet->pts;
+  struct Case {
+    const char* name;
+    bool closeGaps;
+    std::vector<Packet> packets;
   };
-  timeline.BeginSegment({{500, 500}}, {{500, 500}});
-  put(SegmentTimeline::kVideo, 500);
-  for (const std::int64_t time : {500, 504, 508, 512, 516}) put(SegmentTimeline::kAudio, time);
-  EXPECT_EQ(put(SegmentTimeline::kVideo, 0), 504);
-  EXPECT_EQ(put(SegmentTimeline::kAudio, 0), 520) << "more than a tenth of a second ahead";
-  EXPECT_EQ(put(SegmentTimeline::kVideo, 4), 524);
-}
-
-TEST(SegmentTimeline, ClosesGapsOnlyBetweenSegments) {
-  SegmentTimeline timeline(true, kTenMilliseconds, kTenMilliseconds);
-  timeline.BeginSegment({{0, 0}}, std::nullopt);
-  for (const std::int64_t time : {0, 4, 100, 104}) {
-    const PacketPtr packet = Packet({time, time, 4});
-    timeline.Place(SegmentTimeline::kVideo, *packet);
-    EXPECT_EQ(packet->pts, time);
-  }
-}
-
-TEST(SegmentTimeline, StopsAtTheLimitsOfTimeStamps) {
-  for (const bool closeGaps : {false, true}) {
-    SegmentTimeline timeline(closeGaps, kTenMilliseconds, kTenMilliseconds);
-    for (const std::int64_t time : {INT64_MAX, -INT64_MAX, std::int64_t{0}, INT64_MAX, INT64_MAX}) {
-      timeline.BeginSegment({{time, time}}, {{-time, -time}});
-      const PacketPtr packet = Packet({time, -time, INT64_MAX});
-      timeline.Place(SegmentTimeline::kVideo, *packet);
-      EXPECT_GE(packet->pts, packet->dts);
+  const Case cases[] = {
+      {"both streams jump",
+       false,
+       {{500, 500}, {504, 504}, {508, 508}, {10500, 500}, {10504, 504}, {0, 512}, {10000, 512}}},
+      {"a gap stays, a small step back is no jump", false, {{0, 0}, {96, 96}, {86, 97}}},
+      {"a gap behind a clock about to wrap", false, {{-500, 0}, {-496, 4}, {100, 600}}},
+      {"one wrong time moves those behind it no more than itself",
+       false,
+       {{900, 900}, {1, 904}, {908, 908}}},
+      {"no lengths: the distance of the last two", false, {{0, 0, 0}, {6, 6, 0}, {-30, 12, 0}}},
+      {"the other stream comes along, more than a tenth of a second ahead",
+       false,
+       {{500, 500}, {10500, 500}, {10504, 504}, {10516, 516}, {0, 504}, {10000, 520}, {4, 524}}},
+      {"gaps are closed between segments alone", true, {{0, 0}, {4, 4}, {100, 100}, {104, 104}}},
+  };
+  for (const Case& c : cases) {
+    SegmentTimeline timeline(c.closeGaps, kTenMilliseconds, kTenMilliseconds);
+    timeline.BeginSegment({{c.packets[0].time, c.packets[0].time}},
+                          {{c.packets[0].time, c.packets[0].time}});
+    for (const auto& [time, expected, duration] : c.packets) {
+      const bool isAudio = time >= kMusic;
+      const std::int64_t ownTime = isAudio ? time - kMusic : time;
+      const PacketPtr packet = MakePacketOf({ownTime, ownTime, duration});
+      timeline.Place(isAudio ? SegmentTimeline::kAudio : SegmentTimeline::kVideo, *packet);
+      EXPECT_EQ(packet->pts, expected) << c.name << ": " << time;
     }
   }
 }

@@ -1,4 +1,4 @@
-// What a host brings along: folders, a progress callback, a full disk.
+// What a host brings along: folders, a progress callback.
 #pragma once
 
 #include <cstdint>
@@ -51,18 +51,6 @@ class Percent100Is {
     MPG_SetPercent100(static_cast<std::uint32_t>(value));
   }
   ~Percent100Is() { MPG_SetPercent100(100); }
-};
-
-/// While it lives no file of this process can grow beyond a size: writes fail as on a full disk.
-class FileSizeLimit {
- public:
-  /// Where not, tests of it are skipped.
-  static bool IsPossible();
-  explicit FileSizeLimit(std::int64_t bytes);
-  ~FileSizeLimit();
-
- private:
-  std::uint64_t previous_;
 };
 
 }  // namespace test

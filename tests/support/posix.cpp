@@ -1,46 +1,28 @@
 #include <dlfcn.h>
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <array>
 #include <cerrno>
-#include <csignal>
 #include <cstdio>
 #include <filesystem>
 #include <sstream>
 #include <stdexcept>
 
-#include "support/host.h"
 #include "support/process.h"
 #include "support/system.h"
 
 namespace test {
-namespace {
-
-void SetFileSizeLimit(rlim_t bytes) {
-  rlimit limit{};
-  getrlimit(RLIMIT_FSIZE, &limit);
-  limit.rlim_cur = bytes;
-  setrlimit(RLIMIT_FSIZE, &limit);
-}
-
-}  // namespace
 
 int ProcessId() {
   return getpid();
-}
-
-std::string FullDevice() {
-  return std::filesystem::exists("/dev/full") ? "/dev/full" : "";
 }
 
 std::string NullDevice() {
   return "/dev/null";
 }
 
-// A limit of the library's own, for the name of a temporary file.
 int OpenFiles() {
   const std::filesystem::path folder = "/proc/self/fd";
   if (!std::filesystem::exists(folder)) return 0;
@@ -98,23 +80,6 @@ std::string Quoted(const std::string& word) {
   for (const char letter : word)
     quoted += letter == '\'' ? std::string("'\\''") : std::string(1, letter);
   return quoted + "'";
-}
-
-bool FileSizeLimit::IsPossible() {
-  return true;
-}
-
-FileSizeLimit::FileSizeLimit(std::int64_t bytes) {
-  rlimit limit{};
-  getrlimit(RLIMIT_FSIZE, &limit);
-  previous_ = limit.rlim_cur;
-  // Otherwise the first write too far ends the process.
-  std::signal(SIGXFSZ, SIG_IGN);
-  SetFileSizeLimit(static_cast<rlim_t>(bytes));
-}
-
-FileSizeLimit::~FileSizeLimit() {
-  SetFileSizeLimit(previous_);
 }
 
 }  // namespace test

@@ -9,10 +9,6 @@ namespace test {
 /// Tells the processes of tests that run side by side apart.
 int ProcessId();
 
-/// A file whose every write fails as on a full disk; empty where there is none. Not for what
-/// deletes its output: under Wine it can.
-std::string FullDevice();
-
 /// A file that swallows everything and that nothing can delete.
 std::string NullDevice();
 

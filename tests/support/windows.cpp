@@ -2,7 +2,6 @@
 
 #include <cerrno>
 #include <filesystem>
-#include <fstream>
 #include <stdexcept>
 
 #include "support/host.h"
@@ -23,12 +22,6 @@ const Record* At(HMODULE library, DWORD offset) {
 
 int ProcessId() {
   return static_cast<int>(GetCurrentProcessId());
-}
-
-// Under Wine the device of the system below can be had. It must not be given to what deletes it.
-std::string FullDevice() {
-  const std::string device = "Z:/dev/full";
-  return std::ofstream(device).is_open() ? device : "";
 }
 
 std::string NullDevice() {
@@ -113,13 +106,5 @@ ProcessResult RunProgram(const std::string& command) {
 std::string Quoted(const std::string& word) {
   return '"' + word + '"';
 }
-
-bool FileSizeLimit::IsPossible() {
-  return false;
-}
-
-FileSizeLimit::FileSizeLimit(std::int64_t bytes) : previous_(static_cast<std::uint64_t>(bytes)) {}
-
-FileSizeLimit::~FileSizeLimit() {}
 
 }  // namespace test
