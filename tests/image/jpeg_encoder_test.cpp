@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "image/test_pictures.h"
@@ -28,15 +29,11 @@ std::vector<NamedPicture> MakePictures() {
   std::mt19937 random(5);
   std::vector<NamedPicture> pictures = {
       {"grey", MakePicture(24, 8, [](int, int, int) { return 128; })},
-      {"shades", MakeShadedPicture(100, 75)},
       {"saturated noise", MakeSaturated(64, 48, [&](int, int, int) { return random() & 1; })},
       {"sparse dots", MakeSaturated(96, 64, [&](int, int, int) { return random() % 64 == 0; })},
       // The differences of neighbouring areas are as large as any can be.
       {"black and white areas",
        MakeSaturated(64, 16, [](int x, int y, int) { return (x / 8 + y / 8) % 2; })},
-      {"blue and yellow areas",
-       MakeSaturated(64, 16,
-                     [](int x, int y, int c) { return ((x + y) / 8 % 2 == 0) == (c == 2); })},
       // The highest even frequency, where a coefficient is as large as any can be.
       {"half-period chequers",
        MakeSaturated(16, 16, [](int x, int y, int) { return ((x + 1) / 2 + (y + 1) / 2) % 2; })},
@@ -45,9 +42,8 @@ std::vector<NamedPicture> MakePictures() {
       {"red and cyan chequers",
        MakeSaturated(32, 32, [](int x, int y, int c) { return ((x + y) % 2 == 0) == (c == 0); })},
   };
-  const int sides[][2] = {{1, 1},   {8, 8},   {9, 9},   {17, 5},  {7, 20},  {16, 1},
-                          {1, 300}, {64, 48}, {23, 24}, {24, 23}, {300, 11}};
-  for (const auto& [width, height] : sides) {
+  for (const auto& [width, height] :
+       {std::pair{1, 1}, {9, 9}, {17, 5}, {1, 300}, {23, 24}, {300, 11}}) {
     pictures.push_back({"noise of " + std::to_string(width) + " x " + std::to_string(height),
                         MakeNoisePicture(width, height)});
   }
@@ -57,9 +53,8 @@ std::vector<NamedPicture> MakePictures() {
 // What the standard's formulas give, one float at a time.
 TEST(JpegEncoder, GivesTheSameBytesOnEveryMachine) {
   constexpr std::uint32_t kChecksums[] = {
-      3783957030u, 987657849u,  1426515998u, 1922816559u, 3087269139u, 2843227631u, 2868770022u,
-      2283051542u, 2545879942u, 91370659u,   3539292513u, 314112645u,  3274171752u, 1699922021u,
-      2754717398u, 1154636429u, 1906731951u, 668164179u,  2742210567u, 2759739295u};
+      3783957030u, 1426515998u, 1922816559u, 3087269139u, 2868770022u, 2283051542u, 2545879942u,
+      91370659u,   314112645u,  3274171752u, 1154636429u, 668164179u,  2759739295u};
   const std::uint32_t* expected = kChecksums;
   for (const auto& [name, picture] : MakePictures()) {
     std::uint32_t checksum = 0x811c9dc5;  // FNV-1a
