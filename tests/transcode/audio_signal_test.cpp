@@ -16,6 +16,8 @@
 
 namespace {
 
+using ReencodedAudio = test::InFolder;
+
 struct Source {
   const char *name, *encoder;
   int rate, channels;
@@ -87,37 +89,27 @@ std::string Convert(const std::string& audio, const test::ScratchFolder& folder)
   return output;
 }
 
-// Share of an input channel in each output channel.
-using Mix = std::vector<std::vector<double>>;
-
-constexpr double kHalfPower = 1 / std::numbers::sqrt2;
-const Mix kMonoToMono = {{1}};
-const Mix kStereoToMono = {{0.5, 0.5}};
-const Mix kSurroundToStereo = {{1, 0, kHalfPower, 0, kHalfPower, 0},
-                               {0, 1, kHalfPower, 0, 0, kHalfPower}};
-
-Mix Mp3Mix(int channels) {
-  return channels == 1 ? kMonoToMono : channels == 2 ? kStereoToMono : kSurroundToStereo;
+// The share of an input channel in one of another number of them.
+double Share(int inputs, int from, int outputs, int to) {
+  if (inputs == outputs) return from == to ? 1 : 0;
+  if (outputs == 1) return 0.5;
+  // Left, right, centre, subwoofer, back left and right.
+  constexpr double kHalfPower = 1 / std::numbers::sqrt2;
+  constexpr double kStereo[2][6] = {{1, 0, kHalfPower, 0, kHalfPower, 0},
+                                    {0, 1, kHalfPower, 0, 0, kHalfPower}};
+  return kStereo[to][from];
 }
 
-Mix Unmixed(int channels) {
-  const auto count = static_cast<std::size_t>(channels);
-  Mix mix(count, std::vector<double>(count, 0));
-  for (std::size_t i = 0; i < count; ++i) mix[i][i] = 1;
-  return mix;
-}
-
-void ExpectTones(const test::Audio& audio, const test::Audio& input, const Mix& mix) {
-  ASSERT_EQ(audio.Channels(), static_cast<int>(mix.size()));
-  for (int channel = 0; channel < audio.Channels(); ++channel) {
+void ExpectTones(const test::Audio& audio, const test::Audio& input, int channels) {
+  ASSERT_EQ(audio.Channels(), channels);
+  for (int channel = 0; channel < channels; ++channel) {
     SCOPED_TRACE("channel " + std::to_string(channel));
-    const std::vector<double>& shares = mix[static_cast<std::size_t>(channel)];
     std::vector<double> tones;
     for (int from = 0; from < input.Channels(); ++from) {
       const double tone = kTones[from];
       // LAME itself takes 5 % off at low bit rates.
       EXPECT_NEAR(audio.Amplitude(channel, tone) / input.Amplitude(from, tone),
-                  shares[static_cast<std::size_t>(from)], 0.06)
+                  Share(input.Channels(), from, channels, channel), 0.06)
           << tone;
       tones.push_back(tone);
     }
@@ -125,15 +117,14 @@ void ExpectTones(const test::Audio& audio, const test::Audio& input, const Mix& 
   }
 }
 
-TEST(ReencodedAudio, KeepsFrequencyLevelAndChannelOfTones) {
-  const test::ScratchFolder folder;
+TEST_F(ReencodedAudio, KeepsFrequencyLevelAndChannelOfTones) {
   for (const Source& source : kSources) {
     SCOPED_TRACE(source.name + std::to_string(source.rate));
     const std::string tones = MakeTones(source);
     const test::Audio input(tones);
-    ExpectTones(test::Audio(Convert(tones, folder)), input, Mp3Mix(source.channels));
+    ExpectTones(test::Audio(Convert(tones, folder)), input, source.channels > 2 ? 2 : 1);
     const std::string joined = Join(tones, folder);
-    if (!joined.empty()) ExpectTones(test::Audio(joined), input, Unmixed(source.channels));
+    if (!joined.empty()) ExpectTones(test::Audio(joined), input, source.channels);
   }
 }
 
@@ -148,20 +139,19 @@ void ExpectSameClicks(const test::Audio& audio, const test::Audio& input) {
   }
 }
 
-TEST(ReencodedAudio, KeepsTheTimeOfClicksAndTheLength) {
-  const test::ScratchFolder folder;
+TEST_F(ReencodedAudio, KeepsTheTimeOfClicksAndTheLength) {
   for (const Source& source : kSources) {
     SCOPED_TRACE(source.name + std::to_string(source.rate));
     const std::string clicks = MakeClicks(source);
     const test::Audio input(clicks);
     // MP3 files count the encoder's delay, which isn't played.
     const double start = std::string(source.name).ends_with(".mp3") ? 0 : input.Start();
-    for (const std::string& output : {Convert(clicks, folder), Join(clicks, folder)}) {
-      if (output.empty()) continue;
-      const test::Audio audio(output);
+    for (const std::string& path : {Convert(clicks, folder), Join(clicks, folder)}) {
+      if (path.empty()) continue;
+      const test::Audio audio(path);
       ExpectSameClicks(audio, input);
       EXPECT_NEAR(audio.Length(), input.Length(), 1152.0 / source.rate);
-      EXPECT_NEAR(output.ends_with(".mp4") ? audio.Start() : start, start, 0.001);
+      EXPECT_NEAR(path.ends_with(".mp4") ? audio.Start() : start, start, 0.001);
     }
   }
 }

@@ -18,14 +18,15 @@
 
 namespace {
 
+using EveryOperation = test::InFolder;
+
 namespace fs = std::filesystem;
 
 constexpr int kExit = -0x54495845;         // AVERROR_EXIT
 constexpr int kInvalidData = -0x41444E49;  // AVERROR_INVALIDDATA
 constexpr int kUnknown = -0x4E4B4E55;      // AVERROR_UNKNOWN
 
-TEST(EveryOperation, AnswersWhatItCannotWorkWithByACodeAndNoFile) {
-  const test::ScratchFolder folder;
+TEST_F(EveryOperation, AnswersWhatItCannotWorkWithByACodeAndNoFile) {
   const std::string aac = test::ReadBytes(test::AacAudio());
   test::WriteBytes(folder / "cut.m4a", aac.substr(0, aac.size() / 2));
   fs::copy_file(test::Film("mp4"), folder / "film.unheard");
@@ -51,7 +52,6 @@ TEST(EveryOperation, AnswersWhatItCannotWorkWithByACodeAndNoFile) {
        {0, kUnknown, 0, kUnknown, kUnknown, kUnknown}},
       {test::OnlyDecodable(folder / "yuv.avi"), edits(kUnknown), "audio"},
   };
-  const std::string output = folder / "out.mp4";
   for (const Case& c : cases) {
     const bool exists = fs::exists(c.input);
     const std::string before = exists ? test::ReadBytes(c.input) : "";
@@ -70,7 +70,7 @@ TEST(EveryOperation, AnswersWhatItCannotWorkWithByACodeAndNoFile) {
 }
 
 // The audio of the highest bit rate; where no stream tells one, the last.
-TEST(EveryOperation, TakesOneAudioOfSeveral) {
+TEST_F(EveryOperation, TakesOneAudioOfSeveral) {
   const std::string streams =
       "-f lavfi -i sine=f=300:d=2 -f lavfi -i sine=f=700:d=2 -f lavfi -i testsrc2=s=64x64:d=2 "
       "-map 0 -map 2 -map 1 -c:v mpeg4 -c:a aac ";
@@ -78,7 +78,6 @@ TEST(EveryOperation, TakesOneAudioOfSeveral) {
     const char *name, *bitRates;
     int frequency;
   };
-  const test::ScratchFolder folder;
   for (const Case& c : {Case{"two.mp4", "-b:a:0 96k -b:a:1 48k", 300},
                         Case{"two.mp4", "-b:a:0 48k -b:a:1 96k", 700},
                         Case{"two.mkv", "-b:a:0 96k -b:a:1 48k", 700}}) {
@@ -86,17 +85,15 @@ TEST(EveryOperation, TakesOneAudioOfSeveral) {
     for (const test::Rewriting& operation : test::kRewritings) {
       SCOPED_TRACE(std::string(operation.name) + c.bitRates);
       test::ProgressLog log;
-      ASSERT_EQ(operation.run(input, folder / "out", log), 0);
-      const test::Audio audio(folder / "out");
+      ASSERT_EQ(operation.run(input, output, log), 0);
+      const test::Audio audio(output);
       EXPECT_NEAR(audio.Amplitude(0, c.frequency), 0.125, 0.01);
       EXPECT_LT(audio.Amplitude(0, 1000 - c.frequency), 0.001);
     }
   }
 }
 
-TEST(EveryOperation, StopsWithAPlayableFileWhenTheHostSaysSo) {
-  const test::ScratchFolder folder;
-  const std::string output = folder / "out.mp4";
+TEST_F(EveryOperation, StopsWithAPlayableFileWhenTheHostSaysSo) {
   for (const test::Rewriting& operation : test::kRewritings) {
     if (!operation.hasProgress) continue;
     const std::string name = operation.name;
@@ -117,28 +114,26 @@ TEST(EveryOperation, StopsWithAPlayableFileWhenTheHostSaysSo) {
   }
 }
 
-TEST(EveryOperation, TellsOnlyTheEndWhereNoLengthIsKnown) {
+TEST_F(EveryOperation, TellsOnlyTheEndWhereNoLengthIsKnown) {
   const std::string live =
       test::MakeMedia("live.mkv", "-i " + test::Film("mp4") + " -c copy -f matroska -live 1");
-  const test::ScratchFolder folder;
   for (const test::Rewriting& operation : test::kRewritings) {
     if (!operation.hasProgress) continue;
     test::ProgressLog log;
-    ASSERT_EQ(operation.run(live, folder / "out.mp4", log), 0);
+    ASSERT_EQ(operation.run(live, output, log), 0);
     EXPECT_EQ(log.Reports(), std::vector<std::int32_t>{100}) << operation.name;
   }
 }
 
-TEST(EveryOperation, CountsProgressFromTheStartWhereverTheLengthStands) {
+TEST_F(EveryOperation, CountsProgressFromTheStartWhereverTheLengthStands) {
   const std::string late =
       test::MakeMedia("late.ts", "-i " + test::Film("mkv") + " -c copy -output_ts_offset 1000");
-  const test::ScratchFolder folder;
   for (const std::string& film : {test::Film("flv"), test::Film("mkv"), late}) {
     for (const test::Rewriting& operation : test::kRewritings) {
       if (!operation.hasProgress) continue;
       SCOPED_TRACE(film + operation.name);
       test::ProgressLog log;
-      ASSERT_EQ(operation.run(film, folder / "out", log), 0);
+      ASSERT_EQ(operation.run(film, output, log), 0);
       EXPECT_GT(log.Reports().size(), 50u);
       EXPECT_LE(std::ranges::max(log.Reports()), 102);
     }
@@ -146,19 +141,16 @@ TEST(EveryOperation, CountsProgressFromTheStartWhereverTheLengthStands) {
 }
 
 // Audio that goes on for a minute behind the last frame.
-TEST(EveryOperation, AsksTheHostDuringTheRestOfTheAudio) {
+TEST_F(EveryOperation, AsksTheHostDuringTheRestOfTheAudio) {
   const std::string film = test::MakeMedia(
       "rest.mp4", "-f lavfi -i testsrc=s=64x48:r=25:d=1 -f lavfi -i sine=d=60 -c:v mpeg4 -c:a aac");
-  const test::ScratchFolder folder;
-  const auto duration = [&] {
-    return std::stod(test::Probe(folder / "out", "stream=duration", "a:0"));
-  };
+  const auto duration = [&] { return std::stod(test::Probe(output, "stream=duration", "a:0")); };
   for (const test::Rewriting& operation : test::kRewritings) {
     SCOPED_TRACE(operation.name);
     test::ProgressLog log(30), toTheEnd;
-    ASSERT_EQ(operation.run(film, folder / "out", log), 0);
+    ASSERT_EQ(operation.run(film, output, log), 0);
     EXPECT_TRUE(!operation.hasProgress || duration() < 50);
-    ASSERT_EQ(operation.run(film, folder / "out", toTheEnd), 0);
+    ASSERT_EQ(operation.run(film, output, toTheEnd), 0);
     EXPECT_NEAR(duration(), 60, 0.1);
   }
 }

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "transcode/audio_rates.h"
+#include "transcode/frame_size.h"
 #include "transcode/mp3_convert.h"
 #include "transcode/video_rates.h"
 #include "transcode/video_reencode.h"
@@ -77,6 +78,18 @@ TEST(SnapH263Size, KnowsFiveSizes) {
       {{528, 432}, {704, 576}},    {{1056, 863}, {704, 576}},    {{1055, 864}, {704, 576}},
       {{1056, 864}, {1408, 1152}}, {{0, 144}, {0, 144}},         {{144, 0}, {144, 0}}};
   for (const auto& [input, expected] : kCases) EXPECT_EQ(SnapH263Size(input), expected);
+}
+
+// Pixels whose shape isn't known are taken for squares.
+TEST(FitFrame, GrowsWantedSizesAndKeepsTheShape) {
+  const FrameShape shape =
+      FitFrame({{854, 480}, {0, 1}}, {31, 31}, AV_CODEC_ID_H264, AV_PIX_FMT_YUV420P, false);
+  EXPECT_EQ(shape.size, (FrameSize{32, 32}));
+  EXPECT_EQ(av_cmp_q(shape.pixelAspect, {427, 240}), 0);
+  // Half the height has chroma samples that the fields would share.
+  const FrameShape fields =
+      FitFrame({{720, 484}, {1, 1}}, {360, 242}, AV_CODEC_ID_MPEG2VIDEO, AV_PIX_FMT_YUV420P, true);
+  EXPECT_EQ(fields.size, (FrameSize{360, 244}));
 }
 
 TEST(RequestedSize, FollowsWhatTheHostGives) {

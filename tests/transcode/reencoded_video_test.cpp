@@ -17,6 +17,8 @@
 
 namespace {
 
+using ReencodedVideo = test::InFolder;
+
 using test::Transcode;
 
 // A source of ffmpeg's as video with audio; the encoder's arguments follow the filter.
@@ -50,7 +52,7 @@ testing::AssertionResult IsNear(const std::string& pixels, std::size_t index, Rg
   return testing::AssertionSuccess();
 }
 
-TEST(ReencodedVideo, HasTheTagSizeAndShapeAskedFor) {
+TEST_F(ReencodedVideo, HasTheTagSizeAndShapeAskedFor) {
   struct Case {
     std::string input;
     OutputFormatId formatId;
@@ -81,8 +83,6 @@ TEST(ReencodedVideo, HasTheTagSizeAndShapeAskedFor) {
       {wide, MPG_FORMAT_3GP, 4, 0, 0, 0, "s263\n704\n576\n115:79"},
       {small, MPG_FORMAT_3GP, 0, 0, 96, 0, "s263\n128\n96\n11:12"},
   };
-  const test::ScratchFolder folder;
-  const std::string output = folder / "out";
   for (const Case& c : cases) {
     SCOPED_TRACE(c.input + " to " + c.expected);
     ASSERT_EQ(Transcode(c.input, output,
@@ -101,19 +101,15 @@ TEST(ReencodedVideo, HasTheTagSizeAndShapeAskedFor) {
   }
 }
 
-TEST(ReencodedVideo, HasKeyFramesWhereItsEncoderWantsThem) {
-  const test::ScratchFolder folder;
+TEST_F(ReencodedVideo, HasKeyFramesWhereItsEncoderWantsThem) {
   const std::string film =
       test::NumberedVideo("few keys.mp4", "-f lavfi -i sine=duration=4 -c:v libx264 -g 250");
-  ASSERT_EQ(Transcode(film, folder / "out.mp4", {.formatId = MPG_FORMAT_MP4, .videoReencode = 1}),
-            0);
-  const std::string flags = test::Probe(folder / "out.mp4", "packet=flags", "v:0");
+  ASSERT_EQ(Transcode(film, output, {.formatId = MPG_FORMAT_MP4, .videoReencode = 1}), 0);
+  const std::string flags = test::Probe(output, "packet=flags", "v:0");
   EXPECT_LE(std::ranges::count(flags, 'K'), 2);
 }
 
-TEST(ReencodedVideo, LooksRightFromEncodersThatAreHurried) {
-  const test::ScratchFolder folder;
-  const std::string output = folder / "out.mp4";
+TEST_F(ReencodedVideo, LooksRightFromEncodersThatAreHurried) {
   for (const char* codec : {"libsvtav1 -preset 10", "libvpx-vp9 -cpu-used 8 -deadline realtime"}) {
     const std::string film = Plain("mp4", "960x540", codec);
     ASSERT_EQ(MPG_SaveTrimmedVideo(film.c_str(), output.c_str(), 0, 1), 0);
@@ -121,9 +117,8 @@ TEST(ReencodedVideo, LooksRightFromEncodersThatAreHurried) {
   }
 }
 
-TEST(ReencodedVideo, KeepsFieldsApart) {
-  const test::ScratchFolder folder;
-  const std::string film = folder / "film.mkv", output = folder / "out.ts";
+TEST_F(ReencodedVideo, KeepsFieldsApart) {
+  const std::string film = folder / "film.mkv";
   struct Case {
     const char *codec, *field, *isTopFirst, *first;
   };
@@ -157,7 +152,7 @@ TEST(ReencodedVideo, KeepsFieldsApart) {
   }
 }
 
-TEST(ReencodedVideo, KeepsColours) {
+TEST_F(ReencodedVideo, KeepsColours) {
   struct Case {
     std::string size, encoder;
     std::int32_t codec;
@@ -172,7 +167,6 @@ TEST(ReencodedVideo, KeepsColours) {
       {"320x240", "libvpx-vp9 -crf 1 -b:v 0 -pix_fmt yuv420p -color_range pc", 5,
        "yuvj420p\npc\nunknown"},
   };
-  const test::ScratchFolder folder;
   for (const Case& c : cases) {
     SCOPED_TRACE(c.encoder + " to " + c.expected);
     const bool isVp9 = c.encoder.find("vp9") != std::string::npos;
@@ -180,7 +174,6 @@ TEST(ReencodedVideo, KeepsColours) {
                                    "color=0x311C3C:rate=10:size=" + c.size +
                                        (isVp9 ? ",scale=out_range=pc,format=yuv420p" : ""),
                                    "-c:v " + c.encoder);
-    const std::string output = folder / "out.ts";
     ASSERT_EQ(Transcode(film, output,
                         {.formatId = MPG_FORMAT_TS,
                          .targetVideoCodec = c.codec,
@@ -193,7 +186,7 @@ TEST(ReencodedVideo, KeepsColours) {
   }
 }
 
-TEST(ReencodedVideo, IsTurnedWhereTheContainerCannotSayIt) {
+TEST_F(ReencodedVideo, IsTurnedWhereTheContainerCannotSayIt) {
   // The four factors of a display matrix that are 1 or -1.
   constexpr std::array<std::array<int, 4>, 8> kMatrices{{{1, 0, 0, 1},
                                                          {0, 1, -1, 0},
@@ -203,7 +196,6 @@ TEST(ReencodedVideo, IsTurnedWhereTheContainerCannotSayIt) {
                                                          {1, 0, 0, -1},
                                                          {0, 1, 1, 0},
                                                          {0, -1, -1, 0}}};
-  const test::ScratchFolder folder;
   const std::string upright = test::ReadBytes(Video(
       "upright.mp4", "testsrc2=size=320x240:rate=10,setsar=4/3", std::string("-c:v ") + kX264));
   for (const auto& [a, b, c, d] : kMatrices) {
@@ -218,15 +210,14 @@ TEST(ReencodedVideo, IsTurnedWhereTheContainerCannotSayIt) {
     test::WriteBytes(folder / "film.mp4", film);
     const std::string expected = test::Pixels(folder / "film.mp4");  // ffmpeg turns it
     for (const OutputFormatId format : {MPG_FORMAT_MP4, MPG_FORMAT_TS, MPG_FORMAT_AVI}) {
-      ASSERT_EQ(Transcode(folder / "film.mp4", folder / "out",
+      ASSERT_EQ(Transcode(folder / "film.mp4", output,
                           {.formatId = static_cast<std::int32_t>(format),
                            .targetVideoCodec = 5,
                            .targetVideoBitRate = 3000000}),
                 0);
-      EXPECT_GT(test::Psnr(test::Pixels(folder / "out"), expected), 28) << format;
+      EXPECT_GT(test::Psnr(test::Pixels(output), expected), 28) << format;
       const char* const shape = format == MPG_FORMAT_MP4 || a != 0 ? "4:3" : "3:4";
-      EXPECT_EQ(test::Probe(folder / "out", "stream=sample_aspect_ratio", "v:0").substr(0, 3),
-                shape);
+      EXPECT_EQ(test::Probe(output, "stream=sample_aspect_ratio", "v:0").substr(0, 3), shape);
     }
   }
 }

@@ -16,6 +16,8 @@
 
 namespace {
 
+using Timing = test::InFolder;
+
 // The film with audio that comes later by some seconds, or earlier.
 std::string UnevenFilm(const std::string& extension, const std::string& seconds) {
   const std::string film = test::Film("mkv");
@@ -40,7 +42,7 @@ void ExpectTogether(const std::string& path, int times, double delay) {
   for (std::size_t i = 0; i < clicks.size(); ++i) EXPECT_NEAR(clicks[i], flashes[i] + delay, 0.04);
 }
 
-TEST(Timing, TranscodingKeepsFramesAndAudioTogether) {
+TEST_F(Timing, TranscodingKeepsFramesAndAudioTogether) {
   struct Film {
     std::string path;
     double delay;
@@ -50,7 +52,6 @@ TEST(Timing, TranscodingKeepsFramesAndAudioTogether) {
                         {test::Film("mp4", "-movflags frag_keyframe+empty_moov"), 0},
                         {UnevenFilm("mp4", "0.5"), 0.5},
                         {UnevenFilm("ts", "-0.3"), -0.3}};
-  const test::ScratchFolder folder;
   for (const Film& film : films) {
     for (const TranscodeParams& params :
          {TranscodeParams{.formatId = MPG_FORMAT_MP4},
@@ -64,14 +65,13 @@ TEST(Timing, TranscodingKeepsFramesAndAudioTogether) {
                    MPG_GetDefExt(static_cast<OutputFormatId>(params.formatId)));
       // AVI can't begin with a pause.
       if (params.formatId == MPG_FORMAT_AVI && film.delay > 0) continue;
-      ASSERT_EQ(test::Transcode(film.path, folder / "out", params), 0);
-      ExpectTogether(folder / "out", 1, film.delay);
+      ASSERT_EQ(test::Transcode(film.path, output, params), 0);
+      ExpectTogether(output, 1, film.delay);
     }
   }
 }
 
-TEST(Timing, AClockThatIsSetBackGoesOn) {
-  const test::ScratchFolder folder;
+TEST_F(Timing, AClockThatIsSetBackGoesOn) {
   const std::string film = folder / "twice.ts";
   const std::string once = test::ReadBytes(test::Film("ts"));
   test::WriteBytes(film, once + once);
@@ -79,12 +79,12 @@ TEST(Timing, AClockThatIsSetBackGoesOn) {
     if (std::string(operation.name) == "mp3") continue;
     SCOPED_TRACE(operation.name);
     test::ProgressLog log;
-    ASSERT_EQ(operation.run(film, folder / "out", log), 0);
-    ExpectTogether(folder / "out", 2, 0);
+    ASSERT_EQ(operation.run(film, output, log), 0);
+    ExpectTogether(output, 2, 0);
   }
   const TranscodeParams audioAlone{.formatId = MPG_FORMAT_TS, .targetAudioCodec = 1};
-  ASSERT_EQ(test::Transcode(film, folder / "out", audioAlone), 0);
-  ExpectTogether(folder / "out", 2, 0);
+  ASSERT_EQ(test::Transcode(film, output, audioAlone), 0);
+  ExpectTogether(output, 2, 0);
 }
 
 // Pairs of frames that fall on one tick of AVI, and pauses behind them.
@@ -95,18 +95,15 @@ std::string Pairs(const std::string& codecs) {
                         codecs);
 }
 
-TEST(Timing, FramesOnATickThatIsTakenGetTheNext) {
+TEST_F(Timing, FramesOnATickThatIsTakenGetTheNext) {
   const std::string film = Pairs("-c:v mpeg4 -q:v 2 -bf 0");
-  const test::ScratchFolder folder;
-  ASSERT_EQ(test::Transcode(film, folder / "out", {.formatId = MPG_FORMAT_AVI}), 0);
-  EXPECT_EQ(test::ReadPayloads(folder / "out", "v:0"), test::ReadPayloads(film, "v:0"));
+  ASSERT_EQ(test::Transcode(film, output, {.formatId = MPG_FORMAT_AVI}), 0);
+  EXPECT_EQ(test::ReadPayloads(output, "v:0"), test::ReadPayloads(film, "v:0"));
 }
 
 // Where frames of uneven length tell none.
-TEST(Timing, TheLastFrameIsShown) {
+TEST_F(Timing, TheLastFrameIsShown) {
   const std::string film = Pairs("");
-  const test::ScratchFolder folder;
-  const std::string output = folder / "out";
   const test::Rewriting join{"join", [](auto& in, auto& out, auto&) {
                                return MPG_MergeAV(in.c_str(), in.c_str(), out.c_str(), nullptr, 0);
                              }};
@@ -117,14 +114,12 @@ TEST(Timing, TheLastFrameIsShown) {
   }
 }
 
-TEST(Timing, NothingIsNoSuccess) {
+TEST_F(Timing, NothingIsNoSuccess) {
   constexpr int kInvalidData = -0x41444E49;
-  const test::ScratchFolder folder;
   const std::string fragments =
       test::ReadBytes(test::Film("mp4", "-movflags frag_keyframe+empty_moov"));
   test::WriteBytes(folder / "empty.mp4", fragments.substr(0, fragments.find("moof") - 4));
   const std::string empty = folder / "empty.mp4";
-  const std::string output = folder / "out";
   EXPECT_EQ(MP3_Convert(empty.c_str(), output.c_str(), 0, nullptr, 0), kInvalidData);
   EXPECT_EQ(MPG_MergeAV(empty.c_str(), empty.c_str(), output.c_str(), nullptr, 0), kInvalidData);
   EXPECT_EQ(test::Transcode(empty, output, {.formatId = MPG_FORMAT_MP4}), kInvalidData);
