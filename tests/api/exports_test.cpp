@@ -28,14 +28,11 @@ TEST(Exports, AreWhatTheHeaderDeclares) {
   EXPECT_EQ(declared.size(), 22u);
 }
 
-TEST(ErrorText, IsTheLibrarysOwnForItsOwnCodes) {
+TEST(ErrorText, IsTheLibrarysOwnElseFfmpegsInOneSharedBuffer) {
   EXPECT_STREQ(MPG_GetErrorText(MPG_ERR_AUDIO_CODEC_NOT_FOUND), "Audio codec not found");
   EXPECT_STREQ(MPG_GetErrorText(MPG_ERR_VIDEO_CODEC_NOT_FOUND), "Video codec not found");
   EXPECT_STREQ(MPG_GetErrorText(MPG_ERR_AUDIO_STREAM_NOT_FOUND), "Audio stream not found");
   EXPECT_STREQ(MPG_GetErrorText(MPG_ERR_VIDEO_STREAM_NOT_FOUND), "Video stream not found");
-}
-
-TEST(ErrorText, IsFfmpegsInOneSharedBufferForEveryOtherCode) {
   const char* const text = MPG_GetErrorText(-2);
   EXPECT_STREQ(text, "No such file or directory");
   EXPECT_EQ(MPG_GetErrorText(MPG_ERR_INVALID_PARAMETER), text);
@@ -43,25 +40,34 @@ TEST(ErrorText, IsFfmpegsInOneSharedBufferForEveryOtherCode) {
 }
 
 TEST(NullArguments, GiveAnAnswer) {
+  const std::string path = test::AacAudio();
+  const char* const file = path.c_str();
+  // A text that is longer than its room.
+  const HostString tooLong{.characters = {.pointer = file}, .length = 17, .capacity = 16};
+  const HostString none{};
+  const TranscodeParams params{};
   MergeDecision decision{};
-  MergeDecisionPrefix prefix{};
   MediaInfo info{};
-  char text[8] = "before";
-  EXPECT_EQ(MPG_MergeOP(nullptr, "a", &prefix), MPG_ERR_INVALID_PARAMETER);
-  EXPECT_EQ(MPG_MergeOP2("v", nullptr, &decision), MPG_ERR_INVALID_PARAMETER);
-  EXPECT_EQ(MPG_MergeOP2("v", "a", nullptr), MPG_ERR_INVALID_PARAMETER);
-  EXPECT_EQ(MPG_MergeAV("v", "a", nullptr, nullptr, 0), MPG_ERR_INVALID_PARAMETER);
-  EXPECT_EQ(MP3_Convert(nullptr, "a.mp3", 0, nullptr, 0), MPG_ERR_INVALID_PARAMETER);
-  EXPECT_EQ(MP3_Convert("a.m4a", nullptr, 0, nullptr, 0), MPG_ERR_INVALID_PARAMETER);
+  std::uint32_t size = 4711;
+  for (const std::int32_t result :
+       {MPG_MergeOP(file, file, nullptr), MPG_MergeOP2(nullptr, file, &decision),
+        MPG_MergeOP2(file, nullptr, &decision), MPG_MergeOP2(file, file, nullptr),
+        MPG_MergeAV(nullptr, file, "a", nullptr, 0), MPG_MergeAV(file, file, nullptr, nullptr, 0),
+        MPG_Merge(nullptr, "a", 0, 0, nullptr, 0), FLV_FixDuration(nullptr),
+        MP3_Convert(file, nullptr, 0, nullptr, 0), MPG_Crop(nullptr, "a"),
+        MPG_SaveTrimmedVideo(nullptr, "a", 0, 1), MPG_ShiftAudio(nullptr, "a", 0, nullptr, 0),
+        MPG_Transcode(nullptr, &none, &params, nullptr, 0),
+        MPG_Transcode(&none, &none, nullptr, nullptr, 0),
+        MPG_Transcode(&tooLong, &none, &params, nullptr, 0)}) {
+    EXPECT_EQ(result, MPG_ERR_INVALID_PARAMETER);
+  }
   EXPECT_EQ(MPG_IsThisGoodFile(nullptr), 0u);
-  EXPECT_EQ(MPG_GetMediaInfo(nullptr, &info), 0);
-  EXPECT_EQ(MPG_GetMediaInfo("v", nullptr), 0);
+  EXPECT_EQ(MPG_GetMediaInfo(nullptr, &info) + MPG_GetMediaInfo(file, nullptr), 0);
   EXPECT_EQ(MPG_GetAudioDuration(nullptr), 0);
-  MPG_GetDefExtension("v", nullptr, 8);
-  MPG_GetDefExtension(nullptr, text, 0);
-  EXPECT_STREQ(text, "before");
-  MPG_GetDefExtension(nullptr, text, sizeof text);
-  EXPECT_STREQ(text, "");
+  EXPECT_EQ(MPG_GetImageP(0, nullptr, "a", 0, 0, 0) + MPG_GetImageJPG(file, nullptr, 0, 0), 0);
+  EXPECT_EQ(MPG_GetImageBMP(file, 0, nullptr, 0), nullptr);
+  EXPECT_EQ(MPG_GetImageBMP(nullptr, 0, &size, 0), nullptr);
+  EXPECT_EQ(size, 0u);
 }
 
 TEST(Exports, LetNothingOutThatACallbackThrows) {
@@ -106,24 +112,25 @@ TEST(DefaultExtension, OfAFormatIsItsFirst) {
     EXPECT_STREQ(MPG_GetDefExt(id), expected[id]);
   }
   EXPECT_STREQ(MPG_GetDefExt(9), "mp4");
-  EXPECT_STREQ(MPG_GetDefExt(0xFFFFFFFF), "mp4");
 }
 
 TEST(DefaultExtension, OfAFileFollowsItsOwnStreamsAndFitsTheBuffer) {
   const std::string both = test::MakeMedia(
       "both.webm", "-i " + test::Vp9Video() + " -i " + test::OpusAudio() + " -c copy");
   struct Case {
-    std::string path;
+    const char* path;
     int size;
     const char* expected;
   };
-  const Case cases[] = {
-      {both, 5, "webm"}, {both, 4, ""}, {test::H264Video(), 8, ""}, {"missing", 8, ""}};
-  for (const Case& c : cases) {
+  const std::string video = test::H264Video();
+  for (const Case& c :
+       {Case{both.c_str(), 5, "webm"}, Case{both.c_str(), 4, ""}, Case{video.c_str(), 8, ""},
+        Case{"missing", 8, ""}, Case{nullptr, 8, ""}, Case{both.c_str(), 0, "before"}}) {
     char text[8] = "before";
-    MPG_GetDefExtension(c.path.c_str(), text, c.size);
-    EXPECT_STREQ(text, c.expected) << c.path;
+    MPG_GetDefExtension(c.path, text, c.size);
+    EXPECT_STREQ(text, c.expected);
   }
+  MPG_GetDefExtension(video.c_str(), nullptr, 8);
 }
 
 }  // namespace

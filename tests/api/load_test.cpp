@@ -19,9 +19,6 @@ TEST(LoadedLibrary, WorksEachTimeItIsLoadedAnewAndLeavesNothing) {
   for (int round = 0; round < 5; ++round) {
     ASSERT_FALSE(test::LoadedLibrary::IsInProcess(MPG_LIBRARY)) << round;
     const test::LoadedLibrary library(MPG_LIBRARY);
-    for (const std::string& name : test::ExportedNames(MPG_LIBRARY)) {
-      EXPECT_NE(library.Find<void()>(name), nullptr) << name;
-    }
     const std::string joined = folder / (std::to_string(round) + ".mp4");
     ASSERT_EQ(library.Find<decltype(MPG_MergeAV)>("MPG_MergeAV")(video.c_str(), audio.c_str(),
                                                                  joined.c_str(), nullptr, 0),

@@ -31,39 +31,31 @@ std::string Film() {
                          "-i " + test::H264Video() + " -i " + test::AacAudio() + " -c copy");
 }
 
-std::vector<std::string> Names() {
-  std::vector<std::string> names = {"-", "-y.mp4", "100%.mp4", "x%03d.mp4", "[a]?*{b}.mp4"};
-#if defined(_WIN32)
-  std::erase(names, "[a]?*{b}.mp4");
-#else
-  for (const char* name : {"Star: Part.mp4", "file:in.mp4", "pipe:0", "http:x.mp4", "tee:a|b.mp4",
-                           "concat:a|b", "subfile,,start,0,end,9,,:x.mp4", "data:,x", "crypto:x",
-                           "cache:x", "async:x", "udp:x", "a\nb.mp4", "\xff\xfe.mp4"}) {
-    names.push_back(name);
-  }
-#endif
-  return names;
-}
-
 TEST(Names, AreLiteralForInputsAndOutputs) {
   const std::string film = Film();
   const InScratchFolder scratch;
-  for (const std::string& name : Names()) {
+  std::vector<std::string> names = {"-", "-y.mp4", "100%.mp4", "x%03d.mp4"};
+#if !defined(_WIN32)
+  for (const char* name :
+       {"[a]?*{b}.mp4", "Star: Part.mp4", "file:in.mp4", "pipe:0", "concat:a|b",
+        "subfile,,start,0,end,9,,:x.mp4", "data:,x", "a\nb.mp4", "\xff\xfe.mp4"}) {
+    names.push_back(name);
+  }
+#endif
+  for (const std::string& name : names) {
     SCOPED_TRACE(name);
     const char* const path = name.c_str();
     ASSERT_EQ(MPG_IsThisGoodFile(path), 0u);
     ASSERT_EQ(MP3_Convert(path, "audio", 0, nullptr, 0), -ENOENT);
 
     ASSERT_EQ(MPG_MergeAV(film.c_str(), film.c_str(), path, nullptr, 0), 0);
-    EXPECT_EQ(MPG_IsThisGoodFile(path), 1u);
     const std::string content = test::ReadBytes("./" + name);
     EXPECT_FALSE(content.empty());
+    EXPECT_EQ(MPG_IsThisGoodFile(path), 1u);
     EXPECT_EQ(MPG_MergeAV(path, film.c_str(), "joined.mp4", nullptr, 0), 0);
-    EXPECT_EQ(MPG_GetImage(MPG_IMAGE_JPEG, path, "picture.jpg", 0, 90), 1u);
-    EXPECT_EQ(MPG_GetImage(MPG_IMAGE_JPEG, film.c_str(), ("p" + name).c_str(), 0, 90), 1u);
-    EXPECT_TRUE(fs::exists("p" + name));
+    EXPECT_EQ(MPG_GetImage(MPG_IMAGE_JPEG, path, ("p" + name).c_str(), 0, 90), 1u);
     EXPECT_EQ(MPG_ShiftAudio(film.c_str(), ("s" + name).c_str(), 99, nullptr, 0), 0);
-    EXPECT_TRUE(fs::exists("s" + name));
+    EXPECT_TRUE(fs::exists("p" + name) && fs::exists("s" + name));
     EXPECT_EQ(test::ReadBytes("./" + name), content);
     const char* const segments[] = {path, nullptr};
     EXPECT_EQ(MPG_Merge(segments, "merged.mp4", 1, 0, nullptr, 0), 0);

@@ -1,37 +1,17 @@
 """The sample host as a program: what it says and what it leaves. Arguments: its path."""
 import json
 import os
-import subprocess
 import sys
-import tempfile
 import unittest
 from pathlib import Path
+
+from media import InFolderOfMedia, ffmpeg, probe, run
 
 HOST = os.path.abspath(sys.argv.pop(1))
 
 
-def run(*command):
-    return subprocess.run(command, capture_output=True, text=True)
-
-
-def probe(path, entries):
-    return run("ffprobe", "-v", "error", "-of", "csv=p=0", "-show_entries", entries,
-               str(path)).stdout.split()
-
-
-class Host(unittest.TestCase):
-    @classmethod
-    def setUpClass(cls):
-        cls.folder = tempfile.TemporaryDirectory(prefix="mpg-host-")
-        os.chdir(cls.folder.name)
-        for name, source, codec in (("v.mp4", "testsrc2=s=320x240:d=8", "-g 25 -preset ultrafast"),
-                                    ("a.m4a", "sine=d=8", "-c:a aac")):
-            run("ffmpeg", "-v", "error", "-f", "lavfi", "-i", source, *codec.split(), name)
-
-    @classmethod
-    def tearDownClass(cls):
-        os.chdir("/")
-        cls.folder.cleanup()
+class Host(InFolderOfMedia):
+    seconds = 8
 
     def test_errors_name_the_file_and_the_reason(self):
         Path("text.mp4").write_text("no media")
@@ -64,7 +44,7 @@ class Host(unittest.TestCase):
             self.assertEqual(probe(name, "stream=width,height"), ["640,360"])
         # Each cell is the picture of its time.
         run(HOST, "thumbnail", "v.mp4", "one.bmp", "--second", "7", "--height", "120")
-        run("ffmpeg", "-v", "error", "-i", "sheet.bmp", "-vf", "crop=160:120:480:240", "cell.bmp")
+        ffmpeg("-i", "sheet.bmp", "-vf", "crop=160:120:480:240", "cell.bmp")
         same = run("ffmpeg", "-i", "cell.bmp", "-i", "one.bmp", "-lavfi", "psnr", "-f", "null", "-")
         self.assertIn("average:inf", same.stderr)
         self.assertEqual([], [name for name in os.listdir() if ".part" in name])

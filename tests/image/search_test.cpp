@@ -7,6 +7,7 @@
 #include <string>
 
 #include "support/media.h"
+#include "support/pictures.h"
 #include "test_pictures.h"
 
 namespace mpg {
@@ -94,6 +95,21 @@ TEST(PosterSearch, FindsWhatDecodingEverythingFinds) {
                 Poster(&PosterSearch::FindPlainly, path, position))
           << path << " " << position;
     }
+  }
+}
+
+TEST(PosterSearch, CountsPacketsThatTellNoTimeByTheFrameRateElseBy25) {
+  const std::string film = ::test::NumberedVideo(
+      "50.avi", "-vf settb=1/50,setpts=N -r 50 -c:v libx264 -qp 4 -sc_threshold 0 -bf 2 -g 10");
+  for (const auto& [rate, picture] : {std::pair{50, 60}, {0, 30}}) {
+    VideoSource source(film.c_str());
+    AVStream& stream = *source.File().Context()->streams[0];
+    stream.r_frame_rate = {rate, 1};
+    // What the library doesn't know has only the times that AVI tells.
+    stream.codecpar->codec_id = AV_CODEC_ID_NONE;
+    RgbConverter converter = ConverterOf(source);
+    PosterSearch(source, converter, 60).Find();
+    EXPECT_EQ(::test::PictureNumber(converter.Image().pixels), picture) << rate;
   }
 }
 

@@ -43,13 +43,6 @@ inline Picture MakeNoisePicture(int width, int height, unsigned seed = 1) {
   return MakePicture(width, height, [&](int, int, int) { return random() & 0xff; });
 }
 
-// Smooth shades with a fine pattern, as a photograph has.
-inline Picture MakeShadedPicture(int width, int height) {
-  return MakePicture(width, height, [](int x, int y, int channel) {
-    return 40 + channel * 30 + (x * (3 - channel) + y * (1 + channel)) / 3 % 120 + (x ^ y) % 9;
-  });
-}
-
 inline Bytes Encode(const Picture& picture, int quality) {
   Bytes file;
   const auto collect = [](void* to, std::span<const std::uint8_t> bytes) {

@@ -1,7 +1,5 @@
 #include "support/host.h"
 
-#include <gtest/gtest.h>
-
 #include <algorithm>
 
 #include "support/system.h"

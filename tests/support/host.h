@@ -1,6 +1,8 @@
 // What a host brings along: folders, a progress callback.
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <cstdint>
 #include <filesystem>
 #include <functional>
@@ -23,6 +25,12 @@ class ScratchFolder {
 
  private:
   std::filesystem::path path_;
+};
+
+/// A test with a folder of its own, and a path in it for an output.
+struct InFolder : testing::Test {
+  const ScratchFolder folder;
+  const std::string output = folder / "out";
 };
 
 /// Records every report. Pass Callback and Context to the operation.

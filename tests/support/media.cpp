@@ -79,6 +79,40 @@ std::string BreakAc3Frames(std::string content, int first, int count) {
   return content;
 }
 
+std::string Retagged(const std::string& path, const std::string& input, const std::string& tag,
+                     const std::string& newTag) {
+  std::string content = ReadBytes(input);
+  for (std::size_t at = 0; (at = content.find(tag, at)) != std::string::npos; at += tag.size()) {
+    content.replace(at, tag.size(), newTag);
+  }
+  WriteBytes(path, content);
+  return path;
+}
+
+std::string OnlyDecodable(const std::string& path) {
+  // Creative's YUV takes any bytes; frames of this size have as many in grey.
+  const std::string grey = MakeMedia("grey.avi",
+                                     "-f lavfi -i testsrc=s=16x12:d=1 -f lavfi -i sine=d=1 -c:v "
+                                     "rawvideo -pix_fmt gray -c:a libmp3lame");
+  return Retagged(path, grey, "Y800", "CYUV");
+}
+
+std::string DamagedFrames(const std::string& path, const std::string& input, int first, int count) {
+  std::string content = ReadBytes(input);
+  std::size_t chunk = content.find("movi");
+  for (int i = 0; i < first + count; ++i) {
+    chunk = content.find("00dc", chunk + 4);
+    const auto byte = [&](std::size_t at) -> std::size_t {
+      return static_cast<unsigned char>(content.at(chunk + at));
+    };
+    // The frames' lengths fit 16 bits.
+    const std::size_t length = byte(4) | byte(5) << 8;
+    if (i >= first) content.replace(chunk + 8, length, length, '\0');
+  }
+  WriteBytes(path, content);
+  return path;
+}
+
 std::string InBrokenFragments(const std::string& path, const std::string& input) {
   std::string content = ReadBytes(InFragments(input));
   std::size_t header = 0;

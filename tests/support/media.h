@@ -24,6 +24,14 @@ std::string Ac3Audio();
 /// FFmpeg's parser appends each to the frame before it, and the decoder refuses both.
 std::string BreakAc3Frames(std::string content, int first, int count);
 
+/// A copy of a file in which a codec's tag is exchanged, everywhere.
+std::string Retagged(const std::string& path, const std::string& input, const std::string& tag,
+                     const std::string& newTag);
+/// A second of video in a codec that FFmpeg decodes, but doesn't encode, and audio.
+std::string OnlyDecodable(const std::string& path);
+/// A copy of an AVI file of motion JPEG in which some frames' bytes are gone.
+std::string DamagedFrames(const std::string& path, const std::string& input, int first, int count);
+
 /// A file's content in MP4 fragments of a second.
 std::string InFragments(const std::string& input);
 /// Writes the same with a third fragment that speaks of a track that doesn't exist.

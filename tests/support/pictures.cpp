@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <filesystem>
 #include <iterator>
+#include <numeric>
 #include <sstream>
 
 #include "support/media.h"
@@ -52,6 +53,12 @@ std::vector<int> PictureOrder(const std::string& path) {
     numbers.push_back(NumberOf(static_cast<unsigned char>(pixels[start + kMiddle + 12]),
                                static_cast<unsigned char>(pixels[start + kMiddle + 36])));
   }
+  return numbers;
+}
+
+std::vector<int> Numbers(int first, int last) {
+  std::vector<int> numbers(static_cast<std::size_t>(last - first + 1));
+  std::iota(numbers.begin(), numbers.end(), first);
   return numbers;
 }
 

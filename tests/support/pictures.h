@@ -16,6 +16,9 @@ std::string NumberedVideo(const std::string& name, const std::string& options);
 /// The numbers of a file's pictures, as the ffmpeg program shows them; 64 x 48 or scaled.
 std::vector<int> PictureOrder(const std::string& path);
 
+/// Those of the first to the last, both included, where no picture is missing.
+std::vector<int> Numbers(int first, int last);
+
 /// When each is shown, in seconds.
 std::vector<double> FrameTimes(const std::string& path);
 

@@ -10,10 +10,11 @@
 #include "support/host.h"
 #include "support/media.h"
 #include "support/probe.h"
-#include "support/process.h"
-#include "transcode/host_call.h"
+#include "transcode/operations.h"
 
 namespace {
+
+using Mp3Convert = test::InFolder;
 
 namespace fs = std::filesystem;
 
@@ -21,47 +22,37 @@ int Convert(const std::string& input, const std::string& output, int bitRate = 0
   return MP3_Convert(input.c_str(), output.c_str(), bitRate, nullptr, 0);
 }
 
-int Convert(const std::string& input, const std::string& output, test::ProgressLog& log) {
-  return MP3_Convert(input.c_str(), output.c_str(), 0, test::ProgressLog::Callback, log.Context());
+std::vector<std::int32_t> ReportsOf(const std::string& input, test::ProgressLog& log) {
+  const test::ScratchFolder folder;
+  EXPECT_EQ(test::kRewritings[0].run(input, folder / "a.mp3", log), 0);
+  return log.Reports();
 }
 
-std::string Format(const std::string& path) {
-  return test::Probe(path, "stream=codec_name,sample_rate,channels,bit_rate");
-}
-
-std::string Flac(const std::string& channels) {
-  return test::MakeMedia("flac.flac", "-f lavfi -i sine=duration=1 -ac " + channels + " -c:a flac");
-}
-
-TEST(Mp3Convert, SettlesRatesAndChannelsByInputAndRequest) {
-  const std::string tone = "-f lavfi -i sine=duration=2:sample_rate=96000 ";
+TEST_F(Mp3Convert, SettlesRatesAndChannelsByInputAndRequest) {
+  const auto tone = [](const std::string& name, const std::string& options) {
+    return test::MakeMedia(name, "-f lavfi -i sine=duration=2:sample_rate=96000 " + options);
+  };
   struct Case {
     std::string input;
     int request;
-    std::string expected;
+    const char* expected;
   };
   const Case cases[] = {
-      {test::MakeMedia("a.mp3", tone + "-ac 2 -ar 44100 -c:a libmp3lame -b:a 192k"), 0,
-       "mp3\n44100\n1\n192000"},
-      {test::MakeMedia("a.ac3", tone + "-ac 6 -ar 48000 -c:a ac3 -b:a 448k"), 0,
-       "mp3\n48000\n2\n128000"},
-      {test::MakeMedia("a.wv", tone + "-ac 1 -ar 96000 -c:a wavpack"), 40000,
-       "mp3\n48000\n1\n48000"},
-      {test::MakeMedia("a.wv", tone + "-ac 2 -ar 22000 -c:a wavpack"), 64000,
-       "mp3\n22050\n1\n64000"},
+      {tone("a.mp3", "-ac 2 -ar 44100 -c:a libmp3lame -b:a 192k"), 0, "mp3\n44100\n1\n192000\nmp3"},
+      {tone("a.ac3", "-ac 6 -ar 48000 -c:a ac3 -b:a 448k"), 0, "mp3\n48000\n2\n128000\nmp3"},
+      {tone("a.wv", "-ac 1 -ar 96000 -c:a wavpack"), 40000, "mp3\n48000\n1\n48000\nmp3"},
+      {tone("a.wv", "-ac 2 -ar 22000 -c:a wavpack"), 64000, "mp3\n22050\n1\n64000\nmp3"},
   };
   for (const Case& c : cases) {
-    SCOPED_TRACE(c.input);
-    const test::ScratchFolder folder;
-    const std::string output = folder / "a.out";
     ASSERT_EQ(Convert(c.input, output, c.request), 0);
-    EXPECT_EQ(Format(output), c.expected);
-    EXPECT_EQ(test::Probe(output, "format=format_name"), "mp3");
+    EXPECT_EQ(
+        test::Probe(output, "stream=codec_name,sample_rate,channels,bit_rate:format=format_name"),
+        c.expected);
     EXPECT_EQ(test::DecodingErrors(output), "");
   }
 }
 
-TEST(Mp3Convert, ReportsRisesAndEveryTwentiethPass) {
+TEST_F(Mp3Convert, ReportsRisesAndEveryTwentiethPass) {
   struct Case {
     std::string input;
     std::int32_t percent100;
@@ -82,55 +73,42 @@ TEST(Mp3Convert, ReportsRisesAndEveryTwentiethPass) {
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.input + " to " + std::to_string(c.percent100));
-    const test::ScratchFolder folder;
     const test::Percent100Is scale(c.percent100);
     test::ProgressLog log;
-    ASSERT_EQ(Convert(c.input, folder / "a.mp3", log), 0);
-    EXPECT_EQ(log.Reports(), c.expected);
+    EXPECT_EQ(ReportsOf(c.input, log), c.expected);
   }
 }
 
-TEST(Mp3Convert, FollowsAScaleThatChangesToItsLimits) {
-  const test::ScratchFolder folder;
-  const test::Percent100Is scale(2147483647);
-  test::ProgressLog log;
-  log.onReport = [](std::int32_t) { MPG_SetPercent100(0x80000000u); };
-  EXPECT_EQ(Convert(test::AacAudio(), folder / "a.mp3", log), 0);
-  EXPECT_GT(log.Reports().front(), 0);
-  EXPECT_EQ(log.Reports().back(), -2147483647 - 1);
-}
-
-std::string Damaged(const test::ScratchFolder& folder, int count) {
-  const std::string path = folder / "damaged.mp4";
-  test::WriteBytes(path, test::BreakAc3Frames(test::ReadBytes(test::Ac3Audio()), 30, count));
-  return path;
-}
-
-TEST(Mp3Convert, Tolerates19BrokenPacketsAsTranscodingDoes) {
-  using Operation = int (*)(const std::string&, const std::string&);
-  const std::pair<Operation, bool> operations[] = {
-      {[](auto& in, auto& out) { return Convert(in, out); }, true},
-      {[](auto& in, auto& out) {
-         return test::Transcode(in, out, {.formatId = MPG_FORMAT_MP3, .targetAudioCodec = 1});
-       },
-       false}};
-  const test::ScratchFolder folder;
-  for (const auto& [convert, keepsPartialFile] : operations) {
-    EXPECT_EQ(convert(Damaged(folder, 19), folder / "a.mp3"), 0);
-    EXPECT_NEAR(test::Audio(folder / "a.mp3").Length(), 4 - 19 * 2 * 0.032, 0.06);
-    const int result = convert(Damaged(folder, 20), folder / "b.mp3");
-    EXPECT_STREQ(MPG_GetErrorText(result), "Invalid data found when processing input");
-    EXPECT_EQ(fs::exists(folder / "b.mp3"), keepsPartialFile);
-    fs::remove(folder / "b.mp3");
+TEST_F(Mp3Convert, Tolerates19BrokenPacketsAsTranscodingDoes) {
+  const std::string input = folder / "in.mp4";
+  const std::string audio = test::ReadBytes(test::Ac3Audio());
+  for (const bool isTranscode : {false, true}) {
+    const auto convert = [&](int damaged) {
+      test::WriteBytes(input, test::BreakAc3Frames(audio, 30, damaged));
+      const TranscodeParams mp3{.formatId = MPG_FORMAT_MP3, .targetAudioCodec = 1};
+      return isTranscode ? test::Transcode(input, output, mp3) : Convert(input, output);
+    };
+    EXPECT_EQ(convert(19), 0);
+    EXPECT_NEAR(test::Audio(output).Length(), 4 - 19 * 2 * 0.032, 0.06);
+    EXPECT_STREQ(MPG_GetErrorText(convert(20)), "Invalid data found when processing input");
+    EXPECT_EQ(fs::exists(output), !isTranscode);
   }
+}
+
+TEST_F(Mp3Convert, EmptiesTheDecoder) {
+  const std::string wma = test::MakeMedia("tone.wma", "-f lavfi -i sine -t 2 -c:a wmav2");
+  ASSERT_EQ(Convert(wma, output), 0);
+  EXPECT_GT(test::Audio(output).Length(), 1.99);
 }
 
 // LAME takes 16-bit samples channel by channel, and so does mono.
-TEST(Mp3Convert, RefusesSampleFormatsThatTheEncoderDoesNotTake) {
-  const test::ScratchFolder folder;
-  EXPECT_EQ(Convert(Flac("6"), folder / "a.mp3"), -EINVAL);
-  EXPECT_FALSE(fs::exists(folder / "a.mp3"));
-  EXPECT_EQ(Convert(Flac("2"), folder / "a.mp3"), 0);
+TEST_F(Mp3Convert, RefusesSampleFormatsThatTheEncoderDoesNotTake) {
+  const auto flac = [](const std::string& channels) {
+    return test::MakeMedia("a.flac", "-f lavfi -i sine=duration=1 -ac " + channels);
+  };
+  EXPECT_EQ(Convert(flac("6"), output), -EINVAL);
+  EXPECT_FALSE(fs::exists(output));
+  EXPECT_EQ(Convert(flac("2"), output), 0);
 }
 
 }  // namespace
