@@ -212,7 +212,7 @@ TEST(Analysis, TellsTheSameWithoutDecoding) {
   for (const auto& file : kFiles) {
     SCOPED_TRACE(file.name);
     const std::string path = test::MakeMedia(file.name, film + file.options);
-    mpg::Input whole(path.c_str());
+    mpg::Input whole = mpg::OpenInput(path.c_str());
     mpg::Input other = mpg::OpenInput(path.c_str(), Analysis::kWithoutDecoding);
     EXPECT_EQ(Parameters(other), Parameters(whole));
     EXPECT_EQ(Packets(other), Packets(whole));
@@ -226,7 +226,7 @@ TEST(Input, LooksAFewFramesAhead) {
       "short.avi",
       "-f lavfi -i testsrc2=size=64x48:duration=1 -f lavfi -i sine=sample_rate=48000:duration=120 "
       "-c:v mpeg4 -bf 2 -c:a pcm_s16le");
-  mpg::Input input(path.c_str());
+  mpg::Input input = mpg::OpenInput(path.c_str());
   const mpg::PacketPtr packet = mpg::MakePacket();
   int frames = 0;
   std::int64_t last = AV_NOPTS_VALUE;

@@ -80,16 +80,23 @@ TEST(SnapH263Size, KnowsFiveSizes) {
   for (const auto& [input, expected] : kCases) EXPECT_EQ(SnapH263Size(input), expected);
 }
 
-// Pixels whose shape isn't known are taken for squares.
 TEST(FitFrame, GrowsWantedSizesAndKeepsTheShape) {
-  const FrameShape shape =
-      FitFrame({{854, 480}, {0, 1}}, {31, 31}, AV_CODEC_ID_H264, AV_PIX_FMT_YUV420P, false);
+  AVCodec encoder{};
+  const auto fit = [&encoder](AVCodecID codec, const char* name, const FrameShape& source,
+                              FrameSize wanted, bool hasFields) {
+    encoder.id = codec;
+    encoder.name = name;
+    return FitFrame(source, wanted, encoder, AV_PIX_FMT_YUV420P, hasFields);
+  };
+  // Pixels whose shape isn't known are taken for squares.
+  const FrameShape shape = fit(AV_CODEC_ID_H264, "libx264", {{854, 480}, {0, 1}}, {31, 31}, false);
   EXPECT_EQ(shape.size, (FrameSize{32, 32}));
   EXPECT_EQ(av_cmp_q(shape.pixelAspect, {427, 240}), 0);
   // Half the height has chroma samples that the fields would share.
-  const FrameShape fields =
-      FitFrame({{720, 484}, {1, 1}}, {360, 242}, AV_CODEC_ID_MPEG2VIDEO, AV_PIX_FMT_YUV420P, true);
-  EXPECT_EQ(fields.size, (FrameSize{360, 244}));
+  EXPECT_EQ(fit(AV_CODEC_ID_MPEG2VIDEO, "mpeg2video", {{720, 484}, {1, 1}}, {360, 242}, true).size,
+            (FrameSize{360, 244}));
+  EXPECT_EQ(fit(AV_CODEC_ID_H264, "libopenh264", {{64, 2}, {1, 1}}, {0, 0}, false).size,
+            (FrameSize{64, 16}));
 }
 
 TEST(RequestedSize, FollowsWhatTheHostGives) {

@@ -8,6 +8,7 @@
 #include <string>
 
 #include "mpg/mpg.h"
+#include "support/encoders.h"
 #include "support/host.h"
 #include "support/media.h"
 #include "support/pictures.h"
@@ -133,6 +134,9 @@ TEST_F(ReencodedVideo, KeepsFieldsApart) {
         test::Quoted(film));
     for (const std::int32_t target : {0, 5, 6}) {  // the same, H.264, MPEG-4
       SCOPED_TRACE(codec + std::to_string(target));
+      // OpenH264 codes whole frames.
+      const bool isH264 = target == 5 || (target == 0 && codec == std::string("libx264"));
+      if (isH264 && !test::HasEncoder("libx264")) continue;
       ASSERT_EQ(Transcode(film, output,
                           {.formatId = MPG_FORMAT_TS,
                            .targetVideoCodec = target,

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "mpg/mpg.h"
+#include "support/encoders.h"
 #include "support/host.h"
 #include "support/media.h"
 #include "support/pictures.h"
@@ -141,6 +142,7 @@ TEST_F(Transcoding, GivesMpeg4ItsOwnTimeBaseAndAQuarterOfTheBitsOfAFinerOne) {
 }
 
 TEST_F(Transcoding, TagsHevcByItsParameterSets) {
+  if (!test::HasEncoder("libx265")) GTEST_SKIP() << "no encoder of HEVC";
   const std::string film =
       Film("mkv", "-c:v libx265 -x265-params log-level=none -preset ultrafast");
   for (const int isReencoded : {0, 1}) {
