@@ -124,7 +124,10 @@ std::string InBrokenFragments(const std::string& path, const std::string& input)
 
 std::string ReadBytes(const std::string& path) {
   std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), {}};
+  // A character at a time takes most of the fault sweeps' time.
+  std::string content(file ? std::filesystem::file_size(path) : 0, '\0');
+  file.read(content.data(), static_cast<std::streamsize>(content.size()));
+  return content;
 }
 
 void WriteBytes(const std::string& path, const std::string& content) {
