@@ -86,6 +86,8 @@ TEST_F(ReencodedVideo, HasTheTagSizeAndShapeAskedFor) {
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.input + " to " + c.expected);
+    // OpenH264 begins with 16 x 16.
+    if (c.expected == std::string("avc1\n2\n2\n1:1") && !test::HasEncoder("libx264")) continue;
     ASSERT_EQ(Transcode(c.input, output,
                         {.formatId = static_cast<std::int32_t>(c.formatId),
                          .targetAudioCodec = c.formatId == MPG_FORMAT_3GP ? 3 : 0,
