@@ -38,12 +38,15 @@ std::vector<std::string> Contents(const std::vector<std::string>& paths) {
   return contents;
 }
 
-// What a fault can bring about beyond the failing of the operation.
-struct FaultNature {
-  bool isHarmless = false;       // the operation succeeds all the same
-  bool lasts = false;            // what makes the first failure good may fail, too
-  bool preventsRemoval = false;  // files that should go may stay
-  bool takesMemory = false;      // FFmpeg may find out less about a file and say nothing
+enum Kind { kCall, kAllocation };
+
+struct Fault {
+  const char* name;
+  Kind kind;
+  int error;   // of a call; 0: a short count
+  bool lasts;  // what makes the first failure good may fail, too
+  /// Behind it everything goes on as if nothing had been.
+  bool isHarmless = false;
 };
 
 // One operation on fresh copies of its inputs, and what holds afterwards whatever failed.
@@ -82,28 +85,30 @@ class Trial {
 
   // Expects that a success is one, that a failure leaves the inputs alone and the output as
   // promised, and that nothing else is left: files, open files.
-  void Check(const Outcome& outcome, const FaultNature& fault) {
+  void Check(const Outcome& outcome, const Fault& fault = {}, bool preventsRemoval = false) {
     EXPECT_EQ(test::OpenFiles(), openFiles_);
     EXPECT_TRUE(outcome.isSuccess || !fault.isHarmless) << outcome.answer;
     if (outcome.isSuccess) {
       CheckSuccess(outcome, fault);
     } else {
-      CheckFailure(fault);
+      CheckFailure(fault, preventsRemoval);
     }
     for (const auto& entry : fs::directory_iterator(folder_ / "")) {
       const std::string path = entry.path().generic_string();
       const bool isKnown = path == output_ || std::ranges::count(inputs_, path) != 0;
-      EXPECT_TRUE(isKnown || fault.preventsRemoval) << path << " is left";
+      EXPECT_TRUE(isKnown || preventsRemoval) << path << " is left";
     }
   }
 
  private:
-  void CheckSuccess(const Outcome& outcome, const FaultNature& fault) {
-    EXPECT_TRUE(fault.takesMemory || outcome.answer == outcome_.answer) << "another answer";
+  void CheckSuccess(const Outcome& outcome, const Fault& fault) {
+    // FFmpeg's demuxers and trailers pass over allocations that fail: it may find out less about a
+    // file and say nothing.
+    const bool takesMemory = fault.kind == kAllocation;
+    EXPECT_TRUE(takesMemory || outcome.answer == outcome_.answer) << "another answer";
     if (!output_.empty()) {
       ASSERT_TRUE(fs::exists(output_));
-      // FFmpeg's demuxers and trailers pass over allocations that fail.
-      if (!fault.takesMemory && test::ReadBytes(output_) != good_) CheckPayloads();
+      if (!takesMemory && test::ReadBytes(output_) != good_) CheckPayloads();
     }
     if (!operation_.deletesInputs) {
       EXPECT_TRUE(Contents(inputs_) == after_) << "the inputs are not as they should be";
@@ -134,11 +139,11 @@ class Trial {
     fs::remove(reference);
   }
 
-  void CheckFailure(const FaultNature& fault) {
+  void CheckFailure(const Fault& fault, bool preventsRemoval) {
     // Of a file that is changed in place the one exception is stated: a second failure.
     const bool mayBeTorn = operation_.fate == Fate::kRestored && fault.lasts;
     EXPECT_TRUE(mayBeTorn || Contents(inputs_) == before_) << "an input was touched";
-    if (operation_.fate == Fate::kDeleted && !fault.preventsRemoval) {
+    if (operation_.fate == Fate::kDeleted && !preventsRemoval) {
       EXPECT_FALSE(fs::exists(output_));
     }
   }
@@ -155,17 +160,6 @@ class Trial {
 };
 
 using mpg::platform::SystemCall;
-
-enum Kind { kCall, kAllocation };
-
-struct Fault {
-  const char* name;
-  Kind kind;
-  int error;  // of a call; 0: a short count
-  bool lasts;
-  /// Behind it everything goes on as if nothing had been.
-  bool isHarmless = false;
-};
 
 constexpr Fault kSystem[] = {
     {"EIO once", kCall, EIO, false},           {"EIO from there on", kCall, EIO, true},
@@ -257,10 +251,7 @@ void Sweep(std::span<const Fault> faults) {
                      fault.name);
         const std::optional<Outcome> outcome = Run(trial, first, fault);
         if (!outcome) continue;
-        trial.Check(*outcome, {.isHarmless = fault.isHarmless,
-                               .lasts = fault.lasts,
-                               .preventsRemoval = plan.hitRemoval,
-                               .takesMemory = fault.kind == kAllocation});
+        trial.Check(*outcome, fault, plan.hitRemoval);
       }
     }
     EXPECT_TRUE(Run(trial, 0, {})->isSuccess) << "afterwards";
@@ -323,7 +314,7 @@ TEST(Inputs, ThatAreNoMediaAreAnsweredByACodeAndNoFile) {
         const int joinsCode =
             input == 0 ? MPG_ERR_VIDEO_CODEC_NOT_FOUND : MPG_ERR_AUDIO_CODEC_NOT_FOUND;
         ExpectFailure(outcome, operation.inputs.size() == 2 ? joinsCode : code);
-        trial.Check(outcome, {});
+        trial.Check(outcome);
         EXPECT_FALSE(fs::exists(trial.Output()));
       }
     }
