@@ -74,7 +74,8 @@ std::span<const AVChannelLayout> ChannelLayouts(const AVCodec& codec) {
 
 AVRational RealFrameRate(const AVStream& stream) {
   const AVRational rate = stream.r_frame_rate;
-  const AVRational half = {rate.num, rate.den * 2};
+  // Broken files bring any number.
+  const AVRational half = av_mul_q(rate, {1, 2});
   const bool isTwice = rate.num > 0 && av_cmp_q(stream.avg_frame_rate, half) == 0;
   return isTwice && !IsKnown(stream.start_time) ? half : rate;
 }
