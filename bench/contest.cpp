@@ -96,8 +96,8 @@ Contestant Command(std::string label, const std::string& command, double aim) {
           aim};
 }
 
-// A virtual machine may have lent the memory of files that were removed elsewhere, and gets it back a
-// page at a time from whoever writes next: a second for a gigabyte, by chance one contestant's.
+// A virtual machine may have lent the memory of files that were removed elsewhere, and gets it back
+// a page at a time from whoever writes next: a second for a gigabyte, by chance one contestant's.
 void TakeMemoryBack() {
   constexpr std::size_t kBytes = std::size_t{1500} << 20;
   constexpr std::size_t kPage = 4096;
