@@ -8,7 +8,6 @@
 #include <vector>
 
 #include "mpg/mpg.h"
-#include "support/encoders.h"
 #include "support/host.h"
 #include "support/media.h"
 #include "support/pictures.h"
@@ -46,23 +45,6 @@ int NumberIn(const std::string& path) {
 int NumberIn(const Bitmap& bitmap) {
   const bool isWhole = bitmap.block != nullptr && bitmap.size == 58 + 3 * 64 * 48;
   return isWhole ? test::PictureNumber(bitmap.block.get() + 58) : -1;
-}
-
-TEST_F(FrameGrab, TakesTheFirstPictureOfEveryContainerAndCodec) {
-  for (const auto& [name, codec] :
-       {std::pair{"h264.mp4", "libx264 -bf 2"},
-        {"h264.mkv", "libx264 -bf 2"},
-        {"h264.flv", "libx264 -bf 2"},
-        {"h264.ts", "libx264 -bf 2"},
-        {"hevc.mp4", "libx265 -preset ultrafast -x265-params log-level=0"},
-        {"vp9.webm", "libvpx-vp9 -deadline realtime -cpu-used 8"},
-        {"mpeg4.avi", "mpeg4 -q:v 3 -bf 2"}}) {
-    if (name == std::string("hevc.mp4") && !test::HasEncoder("libx265")) continue;
-    const std::string video = test::MakeMedia(
-        name, std::string("-f lavfi -i testsrc2=size=322x242:rate=25:duration=1 -c:v ") + codec);
-    ASSERT_TRUE(Grab(video, output)) << name;
-    EXPECT_GT(test::Psnr(test::Pixels(output), test::Pixels(video)), 28) << name;
-  }
 }
 
 TEST_F(FrameGrab, PassesOverPicturesOfOneColour) {

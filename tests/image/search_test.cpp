@@ -83,6 +83,7 @@ std::vector<std::string> Corpus() {
            Video{"late.ts", calm + h264 + "-g 50 -output_ts_offset 40000"},
            Video{"film.flv", calm + h264 + "-g 50 -bf 2"},
            Video{"film.mkv", calm + "-c:v mpeg4 -bf 2 -g 20"},
+           Video{"film.webm", calm + "-c:v libvpx-vp9 -deadline realtime -cpu-used 8 -g 50"},
        }) {
     const bool isHevc = v.options.find("libx265") != std::string::npos;
     if (isHevc && !::test::HasEncoder("libx265")) continue;
