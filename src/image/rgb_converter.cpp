@@ -35,8 +35,7 @@ void RgbConverter::Convert(const AVFrame& frame) {
   if (scaler_ == nullptr) throw Error(AVERROR_UNKNOWN);
   std::uint8_t* const planes[4] = {pixels_.get()};
   const int rowBytes[4] = {width_ * 3};
-  Check(sws_scale(scaler_.get(), frame.data, frame.linesize, 0, frame.height, planes,
-                  rowBytes));
+  Check(sws_scale(scaler_.get(), frame.data, frame.linesize, 0, frame.height, planes, rowBytes));
 }
 
 }  // namespace mpg
