@@ -31,7 +31,7 @@ constexpr StreamSpec kVideo{AVMEDIA_TYPE_VIDEO, AV_CODEC_ID_H264};
 constexpr StreamSpec kSubtitle{AVMEDIA_TYPE_SUBTITLE, AV_CODEC_ID_SUBRIP};
 constexpr StreamSpec kAudio{AVMEDIA_TYPE_AUDIO, AV_CODEC_ID_AAC, 48000, 2};
 // No sample rate, but a decoder that tells channels.
-constexpr StreamSpec kRateless{AVMEDIA_TYPE_AUDIO, AV_CODEC_ID_PCM_S16LE, 0, 2};
+constexpr StreamSpec kRateless{AVMEDIA_TYPE_AUDIO, AV_CODEC_ID_AC3, 0, 2};
 constexpr StreamSpec kUnknown{AVMEDIA_TYPE_AUDIO};
 
 // The first usable one, and the one that can be copied: from a rateless stream that moves on by the
