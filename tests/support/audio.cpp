@@ -32,7 +32,7 @@ std::complex<double> Correlate(const std::vector<double>& signal, double cycles)
   std::complex<double> sum = 0;
   for (std::size_t i = 0; i < signal.size(); ++i) {
     const double turn = cycles * static_cast<double>(i) / static_cast<double>(signal.size());
-    sum += std::polar(signal[i], -2 * std::numbers::pi * turn);
+    sum += signal[i] * std::polar(1.0, -2 * std::numbers::pi * turn);
   }
   return 2.0 * sum / static_cast<double>(signal.size());
 }
