@@ -1,7 +1,6 @@
 #include "transcode/audio_pipeline.h"
 
 #include <algorithm>
-#include <limits>
 #include <utility>
 
 #include "media/timestamps.h"

@@ -56,7 +56,7 @@ TEST(MediaInfo, TellsWhatAFileHoldsAndZeroOfTheRest) {
                        "-f lavfi -i testsrc2=size=642x362:rate=30000/1001:duration=3.9 -f lavfi -i "
                        "sine=sample_rate=44100:duration=2.95 -ac 2 -c:v libx264 -bf 2 -c:a aac"),
        2, "3 s 0 bit/s, 1 video 642x362 29.97/s 3 s H264, 1 audio 2x44100 2 s AAC FLTP"},
-      {silent, 2, "2 s 0 bit/s, 1 video 320x240 25/s 2 s H264, 0 audio 0x0 0 s  "},
+      {silent, 0, "2 s 0 bit/s, 1 video 320x240 25/s 2 s H264, 0 audio 0x0 0 s  "},
       {test::MakeMedia("pcm.wav", "-f lavfi -i sine=duration=2 -c:a pcm_s16le"), 2,
        "2 s 0 bit/s, 0 video 0x0 0/s 0 s , 1 audio 1x44100 2 s PCM_S16LE S16"},
       {test::MakeMedia("raw.h264", "-i " + silent + " -c copy"), 0,
@@ -72,7 +72,7 @@ TEST(MediaInfo, TellsWhatAFileHoldsAndZeroOfTheRest) {
       {test::MakeMedia("cropped.mp4", "-i " + silent +
                                           " -c copy -bsf:v "
                                           "h264_metadata=crop_right=16:crop_bottom=8"),
-       2, "2 s 0 bit/s, 1 video 304x232 25/s 2 s H264, 0 audio 0x0 0 s  "},
+       0, "2 s 0 bit/s, 1 video 304x232 25/s 2 s H264, 0 audio 0x0 0 s  "},
   };
   for (const Case& c : cases) {
     MediaInfo info;
