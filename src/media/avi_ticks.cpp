@@ -11,7 +11,7 @@ namespace mpg {
 namespace {
 
 // A stream without any packet must not hold up the others for ever.
-constexpr std::size_t kMostPackets = 300;
+constexpr std::size_t kMostWaiting = 300;
 
 // Audio in frames of one length, a chunk each. What a source says of bytes would make players count
 // bytes instead.
@@ -105,7 +105,7 @@ void AviTicks::Put(AVPacket& packet) {
   }
   queue_.push_back(MakePacket());
   av_packet_move_ref(queue_.back().get(), &packet);
-  if (!hasBegun_ && (HaveAllStarted() || queue_.size() >= kMostPackets)) Begin();
+  if (!hasBegun_ && (HaveAllStarted() || queue_.size() >= kMostWaiting)) Begin();
 }
 
 void AviTicks::End() {

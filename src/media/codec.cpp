@@ -11,8 +11,8 @@ CodecPtr MakeContext(const AVCodec* codec) {
   return CodecPtr(CheckAllocated(avcodec_alloc_context3(codec)));
 }
 
-CodecPtr OpenDecoder(const AVCodecParameters& parameters, AVRational packetTimeBase,
-                     DecoderThreads threads) {
+CodecPtr Open(const AVCodecParameters& parameters, AVRational packetTimeBase,
+              DecoderThreads threads) {
   CodecPtr decoder = MakeContext(avcodec_find_decoder(parameters.codec_id));
   Check(avcodec_parameters_to_context(decoder.get(), &parameters));
   decoder->pkt_timebase = packetTimeBase;
@@ -25,11 +25,11 @@ CodecPtr OpenDecoder(const AVCodecParameters& parameters, AVRational packetTimeB
 }  // namespace
 
 CodecPtr OpenDecoder(const AVCodecParameters& parameters) {
-  return OpenDecoder(parameters, {0, 1}, DecoderThreads::kOne);
+  return Open(parameters, {0, 1}, DecoderThreads::kOne);
 }
 
 CodecPtr OpenDecoder(const AVStream& stream, DecoderThreads threads) {
-  return OpenDecoder(*stream.codecpar, stream.time_base, threads);
+  return Open(*stream.codecpar, stream.time_base, threads);
 }
 
 CodecPtr MakeEncoder(AVCodecID codecId) {

@@ -17,7 +17,7 @@
 namespace mpg {
 namespace {
 
-using Bytes = std::vector<std::uint8_t>;
+using Buffer = std::vector<std::uint8_t>;
 
 // A name beside a file; nothing stands there when the repair is over.
 class TemporaryName {
@@ -85,18 +85,18 @@ platform::File Open(const platform::Path& path, platform::Access access) {
   return file;
 }
 
-Bytes ReadWhole(const char* path) {
+Buffer ReadWhole(const char* path) {
   platform::File file = Open(path, platform::Access::kRead);
   const std::int64_t size = file.Size();
   if (size <= 0) throw Error(size < 0 ? static_cast<int>(size) : AVERROR(EIO));
-  Bytes bytes(static_cast<std::size_t>(size));
+  Buffer bytes(static_cast<std::size_t>(size));
   Check(file.ReadAt(0, bytes));
   return bytes;
 }
 
 // What the muxer writes in front of the first packet.
-Bytes MakeHeader(const Input& input, const TemporaryName& temporary, MuxerEntry muxerEntry,
-                 std::size_t padding) {
+Buffer MakeHeader(const Input& input, const TemporaryName& temporary, MuxerEntry muxerEntry,
+                  std::size_t padding) {
   Output output = ExitOnFailure(
       [&] { return Output(MuxerByName("flv"), temporary.Get(), OnFailure::kDeleteFile); });
   AVFormatContext& format = *output.Context();
@@ -114,9 +114,9 @@ Bytes MakeHeader(const Input& input, const TemporaryName& temporary, MuxerEntry 
   return ReadWhole(temporary.Get());
 }
 
-Bytes MakeHeaderOfSize(const Input& input, const TemporaryName& temporary, std::size_t size) {
+Buffer MakeHeaderOfSize(const Input& input, const TemporaryName& temporary, std::size_t size) {
   for (const MuxerEntry muxerEntry : {MuxerEntry::kWritten, MuxerEntry::kLeftOut}) {
-    Bytes header = MakeHeader(input, temporary, muxerEntry, 0);
+    Buffer header = MakeHeader(input, temporary, muxerEntry, 0);
     if (header.size() + kLeastPadding <= size) {
       header = MakeHeader(input, temporary, muxerEntry, size - header.size());
     }
@@ -129,7 +129,7 @@ Bytes MakeHeaderOfSize(const Input& input, const TemporaryName& temporary, std::
 
 void RepairFlvDuration(const char* path) {
   const TemporaryName temporary(path);
-  Bytes header;
+  Buffer header;
   {
     const Input input = OpenInput(path);
     RequireDecodableAudio(input);
@@ -146,7 +146,7 @@ void RepairFlvDuration(const char* path) {
 void ReplaceFileStart(const char* name, std::span<const std::uint8_t> bytes) {
   // Everything that takes memory comes before the file is touched.
   const platform::Path path = name;
-  Bytes original(bytes.size());
+  Buffer original(bytes.size());
   Check(Open(path, platform::Access::kRead).ReadAt(0, original));
   platform::File file = Open(path, platform::Access::kUpdate);
   const int written = file.Write(bytes);

@@ -16,8 +16,6 @@ constexpr std::pair<AVPixelFormat, AVPixelFormat> kFullRangeTwins[] = {
     {AV_PIX_FMT_YUVJ440P, AV_PIX_FMT_YUV440P},
     {AV_PIX_FMT_YUVJ411P, AV_PIX_FMT_YUV411P}};
 
-constexpr int kFields = 2;
-
 AVColorSpace MatrixOf(AVColorSpace told, int height) {
   const bool isTold = told != AVCOL_SPC_UNSPECIFIED && told != AVCOL_SPC_RGB;
   return isTold ? told : MatrixBySize(height);

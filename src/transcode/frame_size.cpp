@@ -10,8 +10,6 @@
 namespace mpg {
 namespace {
 
-constexpr int kFields = 2;
-
 // Codecs, or encoders of them, that don't take every size. The others take sides with half a chroma
 // sample, too.
 struct SizeRule {

@@ -6,6 +6,8 @@
 
 namespace mpg {
 
+inline constexpr int kFields = 2;  // of an interlaced frame
+
 struct FrameShape {
   FrameSize size;
   AVRational pixelAspect;  // 0/1: unknown

@@ -26,30 +26,33 @@ using Avi = test::InFolder;
 constexpr double kPicture = 0.04;  // seconds
 
 // Numbered pictures with a key picture every 30, and a click a second.
-std::string Film(const std::string& extension, const std::string& options) {
+std::string NumberedFilm(const std::string& extension, const std::string& options) {
   return test::NumberedVideo("film." + extension,
                              "-f lavfi -i \"aevalsrc=0.6*lt(mod(t+0.6\\,1)\\,0.001):s=48000:d=4\" "
                              "-c:a libmp3lame -g 30 -avoid_negative_ts disabled " +
                                  options);
 }
 
-constexpr const char* kH264 = "-c:v libx264 -qp 4 -sc_threshold 0 ";
 constexpr const char* kMpeg4 = "-c:v mpeg4 -q:v 1 ";
 
-struct Source {
+struct AviSource {
   const char* codec;
   const char* bPictures;
   bool hasHalfTicks;  // two ticks a picture, as ffmpeg copies H.264 into AVI
   std::string Avi() const {
     const std::string options = std::string(codec) + bPictures;
-    return hasHalfTicks ? test::MakeMedia("half.avi", "-i " + Film("mp4", options) + " -c copy")
-                        : Film("avi", options);
+    return hasHalfTicks
+               ? test::MakeMedia("half.avi", "-i " + NumberedFilm("mp4", options) + " -c copy")
+               : NumberedFilm("avi", options);
   }
 };
 
-const Source kSources[] = {
-    {kH264, "-bf 0", false}, {kH264, "-bf 3", false}, {kMpeg4, "-bf 2", false},
-    {kH264, "-bf 3", true},  {kMpeg4, "-bf 2", true},
+const AviSource kAviSources[] = {
+    {test::kCrispH264, "-bf 0", false},
+    {test::kCrispH264, "-bf 3", false},
+    {kMpeg4, "-bf 2", false},
+    {test::kCrispH264, "-bf 3", true},
+    {kMpeg4, "-bf 2", true},
 };
 
 // When pictures are shown, in order. AVI's are at the times at which pictures are decoded.
@@ -93,7 +96,7 @@ const Operation kOperations[] = {
 };
 
 TEST_F(Avi, KeepsPicturesInOrderAndInStepWithTheAudio) {
-  for (const Source& source : kSources) {
+  for (const AviSource& source : kAviSources) {
     const std::string avi = source.Avi();
     const std::vector<double> shown = ShownTimes(avi);
     ASSERT_EQ(shown.size(), 100u);
@@ -149,7 +152,7 @@ TEST_F(Avi, ShiftsAndReencodesAudioOfEveryKind) {
                                            {"ac3", false},
                                            {"pcm_s16le", false},
                                            {"pcm_u8", false}}) {
-    const std::string film = test::ReadBytes(Film("avi", "-c:a " + audio + " " + kMpeg4));
+    const std::string film = test::ReadBytes(NumberedFilm("avi", "-c:a " + audio + " " + kMpeg4));
     test::WriteBytes(input, countsBytes ? CountBytes(film) : film);
     const double delay = Delay(input);
     const std::vector<std::string> packets = test::ReadPayloads(input, "a:0");

@@ -26,13 +26,13 @@ class InScratchFolder {
   fs::path previous_;
 };
 
-std::string Film() {
+std::string ShortFilm() {
   return test::MakeMedia("film.mp4",
                          "-i " + test::H264Video() + " -i " + test::AacAudio() + " -c copy");
 }
 
 TEST(Names, AreLiteralForInputsAndOutputs) {
-  const std::string film = Film();
+  const std::string film = ShortFilm();
   const InScratchFolder scratch;
   std::vector<std::string> names = {"-", "-y.mp4", "100%.mp4", "x%03d.mp4"};
 #if !defined(_WIN32)
@@ -71,19 +71,18 @@ TEST(Names, OfPatternsReadAndWriteThatFileAlone) {
   test::WriteBytes("x%03d.jpg", test::ReadBytes(picture));
   EXPECT_EQ(MPG_IsThisGoodFile("x%03d.jpg"), 1u);
 
-  constexpr int kExit = -0x54495845;  // AVERROR_EXIT
   for (const char* name : {"film.m3u8", "film.mpd", "film%03d.jpg", "film.png"}) {
-    fs::copy_file(Film(), name);
+    fs::copy_file(ShortFilm(), name);
     for (const int result : {MPG_Crop(name, "out"), MPG_ShiftAudio(name, "out", 9, nullptr, 0),
                              MPG_SaveTrimmedVideo(name, "out", 0, 1)}) {
-      EXPECT_EQ(result, kExit) << name;
+      EXPECT_EQ(result, test::kExit) << name;
     }
     EXPECT_FALSE(fs::exists("out")) << name;
   }
 }
 
 TEST(Names, InAFileAreNotFollowed) {
-  const std::string film = Film();
+  const std::string film = ShortFilm();
   const std::string segment = test::MakeMedia("film.ts", "-i " + film + " -c copy");
   const InScratchFolder scratch;
   fs::copy_file(segment, "seg.ts");

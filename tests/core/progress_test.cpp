@@ -12,8 +12,8 @@ namespace {
 
 constexpr std::int64_t kMax = std::numeric_limits<std::int64_t>::max();
 constexpr std::int64_t kMin = std::numeric_limits<std::int64_t>::min();
-constexpr std::int64_t kMost = std::numeric_limits<std::int32_t>::max();
-constexpr std::int64_t kLeast = std::numeric_limits<std::int32_t>::min();
+constexpr std::int32_t kMost32 = std::numeric_limits<std::int32_t>::max();
+constexpr std::int32_t kLeast32 = std::numeric_limits<std::int32_t>::min();
 
 TEST(PercentOf, IsExactForAnyScaleWithin32Bits) {
   struct Case {
@@ -27,11 +27,11 @@ TEST(PercentOf, IsExactForAnyScaleWithin32Bits) {
       {-100, 1, 2, -50},
       // The product needs more than 64 bits.
       {2147483647, 4'000'000'000'000'000, 8'000'000'000'000'000, 1073741823},
-      {2147483647, 3, 2, kMost},
-      {2147483647, kMax - 1, kMax, kMost - 1},
-      {2147483647, kMax, 1, kMost},
-      {100, kMin, -1, kMost},
-      {100, kMin, 1, kLeast},
+      {2147483647, 3, 2, kMost32},
+      {2147483647, kMax - 1, kMax, kMost32 - 1},
+      {2147483647, kMax, 1, kMost32},
+      {100, kMin, -1, kMost32},
+      {100, kMin, 1, kLeast32},
       {1, kMin, kMin, 1},
       {0, kMax, 1, 0},
   };

@@ -300,7 +300,6 @@ TEST(Outputs, AreInAFolderAndNeverAnInputByAnyName) {
 }
 
 TEST(Inputs, ThatAreNoMediaAreAnsweredByACodeAndNoFile) {
-  constexpr int kInvalidData = -1094995529;
   for (const Operation& operation : test::Operations()) {
     if (operation.deletesInputs) continue;  // a list passes some
     Trial trial(operation);
@@ -310,7 +309,7 @@ TEST(Inputs, ThatAreNoMediaAreAnsweredByACodeAndNoFile) {
         trial.Prepare();
         trial.Spoil(input, content);
         const Outcome outcome = trial.Run();
-        const int code = content == nullptr ? -ENOENT : kInvalidData;
+        const int code = content == nullptr ? -ENOENT : test::kInvalidData;
         const int joinsCode =
             input == 0 ? MPG_ERR_VIDEO_CODEC_NOT_FOUND : MPG_ERR_AUDIO_CODEC_NOT_FOUND;
         ExpectFailure(outcome, operation.inputs.size() == 2 ? joinsCode : code);

@@ -35,8 +35,6 @@ Bitmap GrabBitmap(const std::string& video, std::uint32_t second, std::uint32_t 
   return bitmap;
 }
 
-constexpr const char* kH264 = "-c:v libx264 -qp 4 -sc_threshold 0 ";
-
 int NumberIn(const std::string& path) {
   const std::vector<int> numbers = test::PictureOrder(path);
   return numbers.empty() ? -1 : numbers.front();
@@ -118,9 +116,9 @@ TEST_F(FrameGrab, SamplesEvery20thPictureAroundASecond) {
   };
   // MPEG-4 is decoded all through; of H.264 packets are looked at first. AVI tells no times.
   for (const auto& [name, codec] :
-       {std::pair{"number-55.mp4", std::string(kH264) + "-bf 0"},
+       {std::pair{"number-55.mp4", std::string(test::kCrispH264) + "-bf 0"},
         {"number-55.mp4", "-c:v mpeg4 -q:v 1 -sc_threshold 1000000000"},
-        {"number-55.avi", std::string(kH264) + "-bf 3 -avoid_negative_ts disabled"}}) {
+        {"number-55.avi", std::string(test::kCrispH264) + "-bf 3 -avoid_negative_ts disabled"}}) {
     // Key pictures at 0 and 2.2 s, so that samples are 0, 20, 40 ... or 55, 75, 95.
     const std::string video = test::NumberedVideo(name, codec + " -g 55");
     for (const Case& c :
@@ -144,8 +142,9 @@ TEST_F(FrameGrab, SamplesEvery20thPictureAroundASecond) {
 TEST_F(FrameGrab, CountsSecondsFromTheStreamsStart) {
   // Transport streams are sought by time alone: the grab goes back to a key picture, 60.
   const std::string late = test::MakeMedia(
-      "late.ts", "-i " + test::NumberedVideo("number-10.mp4", kH264 + std::string("-g 10 -bf 2")) +
-                     " -c copy -output_ts_offset 40000");
+      "late.ts",
+      "-i " + test::NumberedVideo("number-10.mp4", test::kCrispH264 + std::string("-g 10 -bf 2")) +
+          " -c copy -output_ts_offset 40000");
   EXPECT_EQ(NumberIn(GrabBitmap(late, 3)), 60);
 }
 
@@ -157,9 +156,10 @@ TEST_F(FrameGrab, TakesCoverArtOnlyWhereNothingMoves) {
                                       " -map 0 -map 1 -c copy -disposition:v:0 attached_pic");
   // The cover is the first stream.
   const std::string film = test::MakeMedia(
-      "film.mp4", "-i " + cover + " -i " +
-                      test::NumberedVideo("number-50.mp4", kH264 + std::string("-g 50 -bf 0")) +
-                      " -map 0 -map 1 -c copy -disposition:v:0 attached_pic");
+      "film.mp4",
+      "-i " + cover + " -i " +
+          test::NumberedVideo("number-50.mp4", test::kCrispH264 + std::string("-g 50 -bf 0")) +
+          " -map 0 -map 1 -c copy -disposition:v:0 attached_pic");
   ASSERT_TRUE(Grab(song, output, 50));
   EXPECT_EQ(test::Pixels(output), test::Pixels(cover));
   EXPECT_NE(GrabBitmap(song, 1).block, nullptr);
@@ -190,7 +190,7 @@ TEST_F(FrameGrab, FailsWithoutAPictureAndDeletesWhatItPromises) {
   test::WriteBytes(folder / "cut.mp4", whole.substr(0, whole.size() / 2));
   // The pictures' bytes are gone, the index is whole.
   std::string noise = test::ReadBytes(
-      test::NumberedVideo("start.mp4", kH264 + std::string("-movflags +faststart")));
+      test::NumberedVideo("start.mp4", test::kCrispH264 + std::string("-movflags +faststart")));
   for (std::size_t i = noise.find("mdat") + 4; i < noise.size(); ++i) {
     noise[i] = static_cast<char>(i * 7);
   }

@@ -16,21 +16,21 @@
 #include "support/host.h"
 #include "support/media.h"
 
-namespace mpg::test {
+namespace mpg {
 namespace {
 
 namespace fs = std::filesystem;
 
 class ImageFiles : public testing::Test {
  protected:
-  const ::test::ScratchFolder folder_;
+  const test::ScratchFolder folder_;
   const std::string path_ = folder_ / "image";
 };
 
 TEST_F(ImageFiles, PpmIsItsHeaderAndThePixelsAsTheyAre) {
   const Picture picture{3, 1, {255, 0, 0, 10, 13, 26, 7, 8, 9}};
   WritePpmImage(path_.c_str(), picture.View());
-  EXPECT_EQ(::test::ReadBytes(path_), std::string("P6\n3 1\n255\n\xff\0\0\n\r\x1a\a\b\t", 20));
+  EXPECT_EQ(test::ReadBytes(path_), std::string("P6\n3 1\n255\n\xff\0\0\n\r\x1a\a\b\t", 20));
 }
 
 // The headers of a small unpadded bitmap, top row first.
@@ -99,11 +99,11 @@ TEST_F(ImageFiles, JpegRefusesWhatItCannotSay) {
 }
 
 TEST_F(ImageFiles, BitmapsRefuseWhatTheyCannotHold) {
-  constexpr int kMost = std::numeric_limits<int>::max();
+  constexpr int kGreatest = std::numeric_limits<int>::max();
   const std::uint8_t pixel[3] = {};
   for (const RgbView& image :
        {RgbView{nullptr, 1, 1}, RgbView{pixel, -1, 1}, RgbView{pixel, 1, -1},
-        RgbView{pixel, -1, -1}, RgbView{pixel, kMost, kMost},
+        RgbView{pixel, -1, -1}, RgbView{pixel, kGreatest, kGreatest},
         RgbView{pixel, 65536, 65536},  // the byte count wraps to 0
         RgbView{pixel, 37838, 37838},  // to a few bytes
         // Too large with the headers alone.
@@ -121,4 +121,4 @@ TEST_F(ImageFiles, BitmapsRefuseWhatTheyCannotHold) {
 }
 
 }  // namespace
-}  // namespace mpg::test
+}  // namespace mpg

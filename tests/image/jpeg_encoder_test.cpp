@@ -14,7 +14,7 @@
 #include "support/media.h"
 #include "support/pictures.h"
 
-namespace mpg::test {
+namespace mpg {
 namespace {
 
 struct NamedPicture {
@@ -72,13 +72,12 @@ TEST(JpegEncoder, GivesTheSameBytesOnEveryMachine) {
 
 // By a decoder that stops at the first error.
 TEST(JpegEncoder, DecodesAtEverySizeAndExtreme) {
-  const ::test::ScratchFolder folder;
+  const test::ScratchFolder folder;
   for (const auto& [name, picture] : MakePictures()) {
     const Bytes file = Encode(picture, 100);
-    ::test::WriteBytes(folder / "a.jpg", std::string(file.begin(), file.end()));
-    const double psnr =
-        ::test::Psnr(::test::Pixels(folder / "a.jpg", "-xerror -err_detect explode"),
-                     std::string(picture.pixels.begin(), picture.pixels.end()));
+    test::WriteBytes(folder / "a.jpg", std::string(file.begin(), file.end()));
+    const double psnr = test::Psnr(test::Pixels(folder / "a.jpg", "-xerror -err_detect explode"),
+                                   std::string(picture.pixels.begin(), picture.pixels.end()));
     // Saturated colours lose most, to the rounding of Y, Cb and Cr.
     EXPECT_GT(psnr, 40) << name;
   }
@@ -123,4 +122,4 @@ TEST(AreaTransform, IsTheSameForEveryProcessor) {
 }
 
 }  // namespace
-}  // namespace mpg::test
+}  // namespace mpg

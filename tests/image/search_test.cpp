@@ -6,15 +6,13 @@
 
 #include <string>
 
+#include "image/test_pictures.h"
 #include "support/encoders.h"
 #include "support/media.h"
 #include "support/pictures.h"
-#include "test_pictures.h"
 
 namespace mpg {
 namespace {
-
-using test::Bytes;
 
 Bytes PixelsOf(RgbConverter& converter) {
   const RgbView image = converter.Image();
@@ -86,8 +84,8 @@ std::vector<std::string> Corpus() {
            Video{"film.webm", calm + "-c:v libvpx-vp9 -deadline realtime -cpu-used 8 -g 50"},
        }) {
     const bool isHevc = v.options.find("libx265") != std::string::npos;
-    if (isHevc && !::test::HasEncoder("libx265")) continue;
-    paths.push_back(::test::MakeMedia(v.name, v.options));
+    if (isHevc && !test::HasEncoder("libx265")) continue;
+    paths.push_back(test::MakeMedia(v.name, v.options));
   }
   return paths;
 }
@@ -103,7 +101,7 @@ TEST(PosterSearch, FindsWhatDecodingEverythingFinds) {
 }
 
 TEST(PosterSearch, CountsPacketsThatTellNoTimeByTheFrameRateElseBy25) {
-  const std::string film = ::test::NumberedVideo(
+  const std::string film = test::NumberedVideo(
       "50.avi", "-vf settb=1/50,setpts=N -r 50 -c:v libx264 -qp 4 -sc_threshold 0 -bf 2 -g 10");
   for (const auto& [rate, picture] : {std::pair{50, 60}, {0, 30}}) {
     VideoSource source(film.c_str());
@@ -113,7 +111,7 @@ TEST(PosterSearch, CountsPacketsThatTellNoTimeByTheFrameRateElseBy25) {
     stream.codecpar->codec_id = AV_CODEC_ID_NONE;
     RgbConverter converter = ConverterOf(source);
     PosterSearch(source, converter, 60).Find();
-    EXPECT_EQ(::test::PictureNumber(converter.Image().pixels), picture) << rate;
+    EXPECT_EQ(test::PictureNumber(converter.Image().pixels), picture) << rate;
   }
 }
 

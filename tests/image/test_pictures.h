@@ -11,7 +11,7 @@
 #include "image/rgb_view.h"
 #include "support/media.h"
 
-namespace mpg::test {
+namespace mpg {
 
 using Bytes = std::vector<std::uint8_t>;
 
@@ -54,8 +54,8 @@ inline Bytes Encode(const Picture& picture, int quality) {
 }
 
 inline Bytes ReadFile(const std::string& path) {
-  const std::string content = ::test::ReadBytes(path);
+  const std::string content = test::ReadBytes(path);
   return Bytes(content.begin(), content.end());
 }
 
-}  // namespace mpg::test
+}  // namespace mpg

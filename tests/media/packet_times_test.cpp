@@ -10,14 +10,14 @@
 namespace mpg {
 namespace {
 
-struct Times {
+struct PacketSpec {
   std::int64_t pts, dts;
 };
 
 TEST(TickGuard, LowersAndLiftsAsFarAsItMust) {
   constexpr std::int64_t kNone = AV_NOPTS_VALUE;
   struct Case {
-    std::vector<Times> before, after;
+    std::vector<PacketSpec> before, after;
   };
   const Case cases[] = {
       {{{2, 0}, {4, 1}, {3, 2}}, {{2, 0}, {4, 1}, {3, 2}}},

@@ -32,7 +32,7 @@ constexpr StreamSpec kSubtitle{AVMEDIA_TYPE_SUBTITLE, AV_CODEC_ID_SUBRIP};
 constexpr StreamSpec kAudio{AVMEDIA_TYPE_AUDIO, AV_CODEC_ID_AAC, 48000, 2};
 // No sample rate, but a decoder that tells channels.
 constexpr StreamSpec kRateless{AVMEDIA_TYPE_AUDIO, AV_CODEC_ID_AC3, 0, 2};
-constexpr StreamSpec kUnknown{AVMEDIA_TYPE_AUDIO};
+constexpr StreamSpec kUnknownAudio{AVMEDIA_TYPE_AUDIO};
 
 // The first usable one, and the one that can be copied: from a rateless stream that moves on by the
 // count of audio streams.
@@ -44,13 +44,13 @@ TEST(FindAudioStream, TakesTheFirstUsableOne) {
   const Case cases[] = {
       {{}, -1, -1, -1},
       {{kVideo, kSubtitle}, -1, -1, -1},
-      {{kVideo, kUnknown}, -1, -1, -1},
+      {{kVideo, kUnknownAudio}, -1, -1, -1},
       {{kVideo, kAudio}, 1, -1, 1},
-      {{kUnknown, kVideo, kAudio}, 2, -1, 2},
+      {{kUnknownAudio, kVideo, kAudio}, 2, -1, 2},
       {{kAudio, kAudio}, 0, 1, 0},
       {{kRateless, kAudio}, 0, 1, 1},
       {{kRateless, kRateless}, 0, 1, 1},
-      {{kRateless, kUnknown}, 0, -1, -1},
+      {{kRateless, kUnknownAudio}, 0, -1, -1},
       {{kVideo, kRateless}, 1, -1, 1},
       {{kVideo, kRateless, kAudio}, 1, 2, 1},
   };

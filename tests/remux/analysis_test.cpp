@@ -26,9 +26,10 @@ struct Set {
 };
 
 Paths MakeSet(const ScratchFolder& folder, const Set& set) {
-  const std::string film = folder / "film.mkv";
-  test::Ffmpeg("-f lavfi -i testsrc2=s=160x120:r=25 -f lavfi -i sine=r=48000 -ac 2 -t 8 -g 50 " +
-               std::string(set.video) + " " + set.audio + " " + film);
+  const std::string film = test::MakeMedia(
+      "eight-seconds.mkv",
+      "-f lavfi -i testsrc2=s=160x120:r=25 -f lavfi -i sine=r=48000 -ac 2 -t 8 -g 50 " +
+          std::string(set.video) + " " + set.audio);
   return test::Cut(folder, film, std::string("-f segment -segment_time 2 ") + set.cut);
 }
 

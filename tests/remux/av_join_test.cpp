@@ -19,8 +19,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr int kInvalidData = -1094995529;
-
 int Join(const std::string& video, const std::string& audio, const std::string& output,
          test::ProgressLog* log = nullptr) {
   return MPG_MergeAV(video.c_str(), audio.c_str(), output.c_str(),
@@ -58,7 +56,7 @@ std::string Remuxed(const std::string& input, const std::string& name,
   return test::MakeMedia(name, "-i " + input + " -c copy " + options);
 }
 
-std::string Live(const std::string& input, const std::string& name) {
+std::string Unindexed(const std::string& input, const std::string& name) {
   return Remuxed(input, name, "-f matroska -live 1");
 }
 
@@ -140,7 +138,7 @@ TEST(CopyJoin, KeepsRotationAndPixelShape) {
   const std::string rotated = Remuxed(test::H264Video(2, "mp4", "-vf setsar=4/3"), "rotated.mp4",
                                       "-metadata:s:v:0 rotate=90");
   ASSERT_EQ(Join(rotated, test::AacAudio(), output), 0);
-  EXPECT_EQ(test::Probe(output, "stream_side_data=rotation", "v:0"), "90");
+  EXPECT_EQ(test::Probe(output, "stream=rotation", "v:0"), "90");
   EXPECT_EQ(test::Probe(output, "stream=sample_aspect_ratio", "v:0"), "4:3");
 }
 
@@ -201,10 +199,10 @@ TEST(AvJoin, ReportsFromTheVideoAndItsEnd) {
       // Where the video stream's length isn't known its file's counts, then the audio's, then that
       // of the audio's file.
       {"file", test::H264Video(2, "mkv", "-bf 0"), test::AacAudio(8), 10, everyTenth},
-      {"audio", Live(H264(), "live.mkv"), test::AacAudio(4), 10, everySecondTenth},
-      {"audio file", Live(H264(), "live.mkv"), test::AacAudio(4, "mka"), 10, everySecondTenth},
-      {"none", Live(H264(), "live.mkv"), Live(test::AacAudio(), "live.mka"), 10, {}},
-      {"re-encoded, none", Live(Hevc(), "live.mkv"), test::OpusAudio(4), 100, {100}},
+      {"audio", Unindexed(H264(), "live.mkv"), test::AacAudio(4), 10, everySecondTenth},
+      {"audio file", Unindexed(H264(), "live.mkv"), test::AacAudio(4, "mka"), 10, everySecondTenth},
+      {"none", Unindexed(H264(), "live.mkv"), Unindexed(test::AacAudio(), "live.mka"), 10, {}},
+      {"re-encoded, none", Unindexed(Hevc(), "live.mkv"), test::OpusAudio(4), 100, {100}},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
@@ -278,9 +276,9 @@ TEST(AvJoin, FailsWithACodeAndKeepsWhatItWrote) {
        kNoTrailer},
       {"25 packets refused", SteppingBack(folder, H264(), 25), test::AacAudio(), 0, 75},
       {"26", SteppingBack(folder, H264(), 26), test::AacAudio(), -EINVAL, kNoTrailer, 30000},
-      {"broken audio file", H264(), brokenAudio, kInvalidData, kNoTrailer, 30000},
-      {"broken packet", Mpeg4(4), folder / "damaged.mp4", kInvalidData, kNoTrailer, 30000},
-      {"broken video to re-encode for", brokenVideo, test::OpusAudio(6), kInvalidData, 50},
+      {"broken audio file", H264(), brokenAudio, test::kInvalidData, kNoTrailer, 30000},
+      {"broken packet", Mpeg4(4), folder / "damaged.mp4", test::kInvalidData, kNoTrailer, 30000},
+      {"broken video to re-encode for", brokenVideo, test::OpusAudio(6), test::kInvalidData, 50},
       {"one packet refused", SteppingBack(folder, Mpeg2(), 75), test::OpusAudio(6), -EINVAL, 50},
   };
   const std::string output = folder / "a.mp4";

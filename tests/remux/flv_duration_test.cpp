@@ -17,10 +17,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr int kInvalidData = -1094995529;
-
 // 7.3 seconds with both kinds of stream.
-std::string Film() {
+std::string FlvFilm() {
   return test::MakeMedia("film.flv",
                          "-f lavfi -i testsrc2=size=160x120:rate=25 -f lavfi -i "
                          "sine=frequency=440:sample_rate=44100 -t 7.3 -c:v libx264 -preset "
@@ -28,12 +26,12 @@ std::string Film() {
 }
 
 std::string Remux(const std::string& name, const std::string& options) {
-  return test::MakeMedia(name, "-i " + Film() + " -c copy " + options);
+  return test::MakeMedia(name, "-i " + FlvFilm() + " -c copy " + options);
 }
 
 // As a recorder leaves it that couldn't come back to the header: a duration of 0.
 std::string Live(const std::string& path, const std::string& options = "") {
-  test::Ffmpeg("-i " + Film() + " -c copy " + options + " " + path);
+  test::Ffmpeg("-i " + FlvFilm() + " -c copy " + options + " " + path);
   std::string content = test::ReadBytes(path);
   for (const std::string name : {"duration", "filesize"}) {
     // A number of 8 bytes follows, behind its type.
@@ -146,8 +144,8 @@ TEST(FlvDuration, MeetsEveryLengthThatTheMuxerCanFill) {
   const test::ScratchFolder folder;
   const std::string film = test::ReadBytes(Live(folder / "live.flv"));
   const std::string path = folder / "a.flv";
-  for (const Case& c : {Case{240, 247, kInvalidData}, Case{248, 248, 0},
-                        Case{249, 253, kInvalidData}, Case{254, 290, 0}}) {
+  for (const Case& c : {Case{240, 247, test::kInvalidData}, Case{248, 248, 0},
+                        Case{249, 253, test::kInvalidData}, Case{254, 290, 0}}) {
     for (std::size_t length = c.from; length <= c.to; ++length) {
       const std::string before = WithScript(film, length);
       test::WriteBytes(path, before);
@@ -169,7 +167,7 @@ TEST(FlvDuration, LeavesAloneWhatItCannotRepair) {
     int expected;
   };
   const Case cases[] = {
-      {"MP4", test::ReadBytes(Remux("film.mp4", "")), kInvalidData},
+      {"MP4", test::ReadBytes(Remux("film.mp4", "")), test::kInvalidData},
       {"silent", test::ReadBytes(Remux("silent.flv", "-an")), MPG_ERR_AUDIO_STREAM_NOT_FOUND},
       // No last tag to read a duration from, and 0 in the header: nothing to write.
       {"cut", film.substr(0, film.size() / 2), 0},

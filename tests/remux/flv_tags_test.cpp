@@ -27,9 +27,9 @@ std::string Tag(char type, const std::string& content, int backLinkError = 0) {
 const std::string kScript = Tag(18, "\x02script");
 const std::string kAacSetUp = Tag(8, "\xAF\0\x12\x10"s);
 const std::string kAvcSetUp = Tag(9, "\x17\0\0\0\0\x01\x64"s);
-const std::string kAac = Tag(8, "\xAF\x01audio");
+const std::string kAacTag = Tag(8, "\xAF\x01audio");
 const std::string kAvc = Tag(9, "\x17\x01\0\0\0frame"s);
-const std::string kMp3 = Tag(8, "\x2F\0audio"s);
+const std::string kMp3Tag = Tag(8, "\x2F\0audio"s);
 const std::string kSorenson = Tag(9, "\x22\0frame"s);
 
 TEST(FlvTags, MediaStartBehindHeaderScriptsAndDecoderSetUps) {
@@ -39,22 +39,22 @@ TEST(FlvTags, MediaStartBehindHeaderScriptsAndDecoderSetUps) {
   };
   const Case cases[] = {
       {"everything", kFileHeader + kScript + kAacSetUp + kAvcSetUp + kAvc, 13 + 22 + 19 + 22},
-      {"in another order", kFileHeader + kAvcSetUp + kScript + kAacSetUp + kAac, 13 + 63},
-      {"no script", kFileHeader + kAacSetUp + kAac, 13 + 19},
-      {"two scripts", kFileHeader + kScript + kScript + kMp3, 13 + 44},
-      {"nothing in front", kFileHeader + kMp3, 13},
+      {"in another order", kFileHeader + kAvcSetUp + kScript + kAacSetUp + kAacTag, 13 + 63},
+      {"no script", kFileHeader + kAacSetUp + kAacTag, 13 + 19},
+      {"two scripts", kFileHeader + kScript + kScript + kMp3Tag, 13 + 44},
+      {"nothing in front", kFileHeader + kMp3Tag, 13},
       {"codecs without set-up", kFileHeader + kScript + kSorenson, 13 + 22},
       {"set-up behind media stays", kFileHeader + kScript + kAvc + kAacSetUp, 13 + 22},
-      {"empty audio tag", kFileHeader + Tag(8, "") + kMp3, 13},
-      {"longer file header", "FLV\x01\x05\0\0\0\x0B??"s + "\0\0\0\0"s + kScript + kMp3, 15 + 22},
-      {"shorter file header", "FLV\x01\x05\0\0\0\x08\0\0\0\0"s + kScript + kMp3, std::nullopt},
-      {"unknown tag", kFileHeader + Tag(5, "??") + kMp3, std::nullopt},
-      {"encrypted tag", kFileHeader + Tag(0x28, "??") + kMp3, std::nullopt},
-      {"wrong back link", kFileHeader + Tag(18, "\x02script", 1) + kMp3, std::nullopt},
+      {"empty audio tag", kFileHeader + Tag(8, "") + kMp3Tag, 13},
+      {"longer file header", "FLV\x01\x05\0\0\0\x0B??"s + "\0\0\0\0"s + kScript + kMp3Tag, 15 + 22},
+      {"shorter file header", "FLV\x01\x05\0\0\0\x08\0\0\0\0"s + kScript + kMp3Tag, std::nullopt},
+      {"unknown tag", kFileHeader + Tag(5, "??") + kMp3Tag, std::nullopt},
+      {"encrypted tag", kFileHeader + Tag(0x28, "??") + kMp3Tag, std::nullopt},
+      {"wrong back link", kFileHeader + Tag(18, "\x02script", 1) + kMp3Tag, std::nullopt},
       {"no media", kFileHeader + kScript, std::nullopt},
       {"cut off in a tag", kFileHeader + kScript.substr(0, 15), std::nullopt},
       {"header alone", kFileHeader, std::nullopt},
-      {"other signature", "RIFF" + kFileHeader.substr(4) + kScript + kMp3, std::nullopt},
+      {"other signature", "RIFF" + kFileHeader.substr(4) + kScript + kMp3Tag, std::nullopt},
       {"empty", "", std::nullopt},
   };
   const test::ScratchFolder folder;

@@ -17,7 +17,7 @@ namespace {
 namespace fs = std::filesystem;
 using test::Cut;
 using test::Ffmpeg;
-using test::Film;
+using test::FilmToCut;
 using test::Merge;
 using test::Paths;
 using Folder = test::ScratchFolder;
@@ -27,10 +27,12 @@ constexpr double kAudioFrame = 1024.0 / 48000;
 
 constexpr const char* kRestarting = "-f segment -segment_time 2 -reset_timestamps 1";
 
-const auto kWithBFrames = [](const Folder& folder) { return Cut(folder, Film("-bf 2")); };
-const auto kRestart = [](const Folder& folder) { return Cut(folder, Film("-bf 2"), kRestarting); };
+const auto kWithBFrames = [](const Folder& folder) { return Cut(folder, FilmToCut("-bf 2")); };
+const auto kRestart = [](const Folder& folder) {
+  return Cut(folder, FilmToCut("-bf 2"), kRestarting);
+};
 const auto kRestartMp4 = [](const Folder& folder) {
-  return Cut(folder, Film("-bf 3 -x264opts b-pyramid=normal"), kRestarting, "mp4");
+  return Cut(folder, FilmToCut("-bf 3 -x264opts b-pyramid=normal"), kRestarting, "mp4");
 };
 
 // Every segment begins ten seconds after the one before.
@@ -65,7 +67,7 @@ Paths Concatenated(const Folder& folder) {
 
 // As many sites serve them: one initialisation, then fragments alone.
 Paths BareFragments(const Folder& folder) {
-  Ffmpeg("-i " + Film("-bf 2") +
+  Ffmpeg("-i " + FilmToCut("-bf 2") +
          " -c copy -f hls -hls_time 2 -hls_list_size 0 -hls_segment_type fmp4 " +
          (folder / "h.m3u8"));
   return {folder / "init.mp4", folder / "h0.m4s", folder / "h1.m4s", folder / "h2.m4s"};
@@ -162,7 +164,6 @@ TEST(SegmentJoin, PlaysRealSegmentsOneAfterTheOther) {
 
 // What the join of a list does with entries, outputs and hosts of every kind.
 
-constexpr int kInvalidData = -1094995529;
 constexpr std::size_t kFramesPerSegment = 50;
 
 std::size_t Frames(const std::string& path) {
@@ -190,7 +191,7 @@ TEST(SegmentList, NothingToJoinIsNoFailure) {
 
 TEST(SegmentList, FirstEntryDecidesWhichKindsAreJoinedAndVideoComesFirst) {
   const Folder folder;
-  const Paths whole = Cut(folder, Film());
+  const Paths whole = Cut(folder, FilmToCut());
   struct Case {
     const char *options, *streams;
     std::size_t frames;
@@ -210,7 +211,7 @@ TEST(SegmentList, ReportsOncePerEntryEvenForSkippedOnes) {
     std::vector<std::int32_t> expected;
   };
   const Folder folder;
-  const Paths cut = Cut(folder, Film());
+  const Paths cut = Cut(folder, FilmToCut());
   const Paths segments = {cut[0], folder / "missing.ts", cut[2]};
   for (const Case& c : {Case{100, {33, 66, 100}}, Case{1, {0, 0, 1}}, Case{-100, {-100}}}) {
     const test::Percent100Is scale(c.scale);
@@ -223,7 +224,7 @@ TEST(SegmentList, ReportsOncePerEntryEvenForSkippedOnes) {
 TEST(SegmentList, StoppedJoinIsAFileOfTheEntriesSoFar) {
   for (const int stopAt : {1, 2, 3}) {
     const Folder folder;
-    const Paths segments = Cut(folder, Film());
+    const Paths segments = Cut(folder, FilmToCut());
     test::ProgressLog log(stopAt);
     ASSERT_EQ(Merge(segments, folder / "a.mp4", {.deleteSegments = true, .log = &log}), 0);
     EXPECT_EQ(Frames(folder / "a.mp4"), static_cast<std::size_t>(stopAt) * kFramesPerSegment);
@@ -234,8 +235,8 @@ TEST(SegmentList, StoppedJoinIsAFileOfTheEntriesSoFar) {
 
 TEST(SegmentList, PassesBrokenEntriesAsLongAsAGoodOneFollowsOrNoneDoes) {
   const Folder media("media");
-  Cut(media, Film());
-  Ffmpeg("-i " + Film() + " -c copy -f hls -hls_segment_type fmp4 -hls_list_size 0 " +
+  Cut(media, FilmToCut());
+  Ffmpeg("-i " + FilmToCut() + " -c copy -f hls -hls_segment_type fmp4 -hls_list_size 0 " +
          (media / "h.m3u8"));
   Ffmpeg("-i " + (media / "2.ts") + " -c:v copy " + (media / "raw.h264"));
   test::WriteBytes(media / "rubbish.ts", std::string(5000, 'a'));
@@ -252,13 +253,13 @@ TEST(SegmentList, PassesBrokenEntriesAsLongAsAGoodOneFollowsOrNoneDoes) {
       {"a folder", {"0.ts", "folder", "1.ts"}, 0},
       {"middle", {"0.ts", "rubbish.ts", "1.ts"}, 0},
       {"last", {"0.ts", "1.ts", "rubbish.ts"}, 0},
-      {"last but a missing one", {"0.ts", "rubbish.ts", "missing.ts"}, kInvalidData},
+      {"last but a missing one", {"0.ts", "rubbish.ts", "missing.ts"}, test::kInvalidData},
       {"without frames and audio", {"0.ts", "s.srt", "1.ts"}, MPG_ERR_VIDEO_STREAM_NOT_FOUND},
       {"the same at the end", {"0.ts", "1.ts", "s.srt"}, 0},
       {"without times", {"0.ts", "raw.h264", "1.ts"}, 0},
       {"the output itself", {"0.ts", "a.mp4", "1.ts"}, MPG_ERR_INVALID_PARAMETER},
       // Fragments are read behind an initialisation in the list.
-      {"initialisation alone", {"init.mp4"}, kInvalidData},
+      {"initialisation alone", {"init.mp4"}, test::kInvalidData},
       {"no initialisation", {"h0.m4s", "h1.m4s"}, MPG_ERR_VIDEO_STREAM_NOT_FOUND},
       {"fragments", {"init.mp4", "h0.m4s", "h1.m4s"}, 0},
   };
@@ -319,7 +320,7 @@ TEST(SegmentList, ReadsOnBehindBrokenDataOnceElevenPacketsOfAKindCame) {
 
 TEST(SegmentList, TakesSegmentsOfAnotherSizeOrCodecWithoutFailing) {
   const Folder folder;
-  const std::string first = Cut(folder, Film())[0];
+  const std::string first = Cut(folder, FilmToCut())[0];
   Ffmpeg("-i " + first + " -s 320x240 -c:v libx264 -bf 0 -c:a copy " + (folder / "larger.ts"));
   Ffmpeg("-i " + first + " -c:v mpeg2video -c:a mp2 " + (folder / "other.ts"));
   for (const std::string& output : {folder / "a.mp4", folder / "a.ts"}) {

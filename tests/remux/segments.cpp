@@ -24,7 +24,7 @@ void Ffmpeg(const std::string& arguments) {
   if (result.status != 0) throw std::runtime_error(arguments + ": " + result.output);
 }
 
-std::string Film(const std::string& frameOptions) {
+std::string FilmToCut(const std::string& frameOptions) {
   return MakeMedia("film.mp4",
                    "-f lavfi -i testsrc2=size=160x120:rate=25 -f lavfi -i "
                    "sine=frequency=440:sample_rate=48000 -ac 2 -t 6 -c:v libx264 -preset "

@@ -23,7 +23,7 @@ int Merge(const Paths& segments, const std::string& output, const MergeOptions& 
 void Ffmpeg(const std::string& arguments);
 
 /// Six seconds of 25 frames a second and 48 kHz stereo, a key frame every two.
-std::string Film(const std::string& frameOptions = "-bf 0");
+std::string FilmToCut(const std::string& frameOptions = "-bf 0");
 
 /// The three segments of two seconds that ffmpeg's muxer with those options cuts a film into.
 Paths Cut(const ScratchFolder& folder, const std::string& film,

@@ -8,21 +8,14 @@
 #include <sstream>
 #include <stdexcept>
 
-#include "support/host.h"
-#include "support/media.h"
+#include "support/judges.h"
 #include "support/probe.h"
-#include "support/process.h"
 
 namespace test {
 namespace {
 
 std::vector<float> Decode(const std::string& path) {
-  const ScratchFolder folder("audio");
-  const std::string raw = folder / "samples";
-  const ProcessResult decoded =
-      RunProgram("ffmpeg -v error -i " + Quoted(path) + " -map 0:a:0 -f f32le " + Quoted(raw));
-  if (decoded.status != 0) throw std::runtime_error(decoded.output);
-  const std::string bytes = ReadBytes(raw);
+  const std::string bytes = AskForBytes("ffmpeg -v error -i", path, "-map 0:a:0 -f f32le");
   std::vector<float> samples(bytes.size() / sizeof(float));
   std::memcpy(samples.data(), bytes.data(), samples.size() * sizeof(float));
   return samples;

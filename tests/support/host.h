@@ -13,6 +13,9 @@
 
 namespace test {
 
+/// What FFmpeg calls AVERROR_INVALIDDATA and AVERROR_EXIT.
+inline constexpr int kInvalidData = -0x41444E49, kExit = -0x54495845;
+
 /// An empty folder, removed with its content at the end. A test that has several names them.
 class ScratchFolder {
  public:

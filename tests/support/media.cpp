@@ -31,12 +31,15 @@ std::string Pictures(double seconds) {
 
 }  // namespace
 
+std::filesystem::path MediaFolder() {
+  return MPG_TEST_MEDIA;
+}
+
 std::string MakeMedia(const std::string& name, const std::string& arguments) {
-  const std::filesystem::path folder = MPG_TEST_MEDIA;
-  std::filesystem::create_directories(folder);
+  std::filesystem::create_directories(MediaFolder());
   const std::string file = std::to_string(std::hash<std::string>{}(arguments)) + "-" + name;
   // Written alike on every system, since names are part of the arguments of other files.
-  const std::string path = (folder / file).generic_string();
+  const std::string path = (MediaFolder() / file).generic_string();
   if (!std::filesystem::exists(path)) Make(path, name, arguments);
   return path;
 }

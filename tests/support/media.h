@@ -1,9 +1,13 @@
 // Media files for the tests. The ffmpeg program makes each on first use; a build folder keeps them.
 #pragma once
 
+#include <filesystem>
 #include <string>
 
 namespace test {
+
+/// Where what is made or asked once stays. All builds in a clone share it.
+std::filesystem::path MediaFolder();
 
 /// Path of a file made with `ffmpeg ARGUMENTS FILE`, bit-exact. The name says what it is and gives
 /// the extension; other arguments make another file.

@@ -2,14 +2,13 @@
 
 #include <cmath>
 #include <cstddef>
-#include <filesystem>
 #include <iterator>
 #include <numeric>
 #include <sstream>
 
+#include "support/judges.h"
 #include "support/media.h"
 #include "support/probe.h"
-#include "support/process.h"
 
 namespace test {
 namespace {
@@ -39,13 +38,9 @@ std::string NumberedVideo(const std::string& name, const std::string& options) {
 }
 
 std::vector<int> PictureOrder(const std::string& path) {
-  const std::string raw = path + ".gray";
-  RunProgram("ffmpeg -v error -y -i " + Quoted(path) +
-             " -map 0:v:0 -fps_mode passthrough -vf scale=64:48:flags=neighbor,format=gray -f "
-             "rawvideo " +
-             Quoted(raw));
-  const std::string pixels = ReadBytes(raw);
-  std::filesystem::remove(raw);
+  const std::string pixels = AskForBytes("ffmpeg -v error -i", path,
+                                         "-map 0:v:0 -fps_mode passthrough -vf "
+                                         "scale=64:48:flags=neighbor,format=gray -f rawvideo");
   std::vector<int> numbers;
   constexpr std::size_t kMiddle = kHeight / 2 * kWidth;
   for (std::size_t start = 0; start + kWidth * kHeight <= pixels.size();
@@ -73,12 +68,8 @@ int PictureNumber(const unsigned char* pixels) {
 }
 
 std::string Pixels(const std::string& path, const std::string& inputOptions) {
-  const std::string raw = path + ".rgb";
-  RunProgram("ffmpeg -v error -y " + inputOptions + " -i " + Quoted(path) +
-             " -frames:v 1 -pix_fmt rgb24 -f rawvideo " + Quoted(raw));
-  const std::string pixels = ReadBytes(raw);
-  std::filesystem::remove(raw);
-  return pixels;
+  return AskForBytes("ffmpeg -v error " + inputOptions + " -i", path,
+                     "-frames:v 1 -pix_fmt rgb24 -f rawvideo");
 }
 
 double Psnr(const std::string& a, const std::string& b) {

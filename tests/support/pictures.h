@@ -6,6 +6,9 @@
 
 namespace test {
 
+/// Numbers stay legible, and key pictures come where they are asked for.
+inline constexpr const char* kCrispH264 = "-c:v libx264 -qp 4 -sc_threshold 0 ";
+
 /// ffmpeg arguments for 100 pictures of 64 x 48, 25 a second, numbered from 0: tens and units are
 /// two greys. The encoder's arguments follow.
 std::string NumberedPictures();

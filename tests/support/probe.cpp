@@ -2,7 +2,7 @@
 
 #include <sstream>
 
-#include "support/process.h"
+#include "support/judges.h"
 
 namespace test {
 namespace {
@@ -20,30 +20,51 @@ std::optional<double> Seconds(const std::string& text) {
   return std::stod(text);
 }
 
-std::string Trimmed(std::string text) {
-  while (text.ends_with('\n')) text.pop_back();
-  return text;
+// The index of a stream that is named by its number or as the n-th of a kind, such as "a:0".
+std::string IndexOf(const std::string& stream, const std::vector<std::string>& records) {
+  if (!stream.empty() && stream.find(':') == std::string::npos) return stream;
+  int left = stream.empty() ? -1 : std::stoi(stream.substr(2));
+  for (const std::string& record : records) {
+    if (record.starts_with("stream|") && Value(record, "codec_type")[0] == stream[0] && left-- == 0)
+      return Value(record, "index");
+  }
+  return "";
+}
+
+// The format, the streams or the packets of a file, or frames of a stream: "section|key=value|...".
+std::vector<std::string> Records(const std::string& path, const std::string& section,
+                                 const std::string& stream) {
+  std::string options = " -of compact -show_format -show_streams -show_packets -show_data_hash md5";
+  if (section == "frame") options = " -of compact -show_frames -select_streams " + stream;
+  std::istringstream lines(Ask("ffprobe -v quiet" + options, path));
+  std::vector<std::string> records;
+  for (std::string line; std::getline(lines, line);) {
+    // Side data breaks the line.
+    if (line.starts_with('|')) {
+      records.back() += line;
+    } else {
+      records.push_back(line);
+    }
+  }
+  const std::string index = IndexOf(stream, records);
+  std::erase_if(records, [&](const std::string& record) {
+    return !record.starts_with(section + "|") ||
+           (!stream.empty() && section != "frame" &&
+            Value(record, section == "stream" ? "index" : "stream_index") != index);
+  });
+  return records;
 }
 
 }  // namespace
 
 std::vector<Packet> ReadPackets(const std::string& path, const std::string& stream) {
-  std::istringstream lines(RunProgram("ffprobe -v quiet -select_streams " + stream +
-                                      " -show_packets -show_data_hash md5 -of compact " +
-                                      Quoted(path))
-                               .output);
   std::vector<Packet> packets;
-  for (std::string line; std::getline(lines, line);) {
-    if (line.starts_with("packet|")) {
-      packets.push_back({.pts = Seconds(Value(line, "pts_time")),
-                         .dts = Seconds(Value(line, "dts_time")),
-                         .duration = Seconds(Value(line, "duration_time")).value_or(0),
-                         .size = std::stoll(Value(line, "size")),
-                         .hash = {}});
-    }
-    // On the packet's own line, or on the next where side data stands between.
-    const std::string hash = Value(line, "data_hash");
-    if (!hash.empty()) packets.back().hash = hash;
+  for (const std::string& record : Records(path, "packet", stream)) {
+    packets.push_back({.pts = Seconds(Value(record, "pts_time")),
+                       .dts = Seconds(Value(record, "dts_time")),
+                       .duration = Seconds(Value(record, "duration_time")).value_or(0),
+                       .size = std::stoll(Value(record, "size")),
+                       .hash = Value(record, "data_hash")});
   }
   return packets;
 }
@@ -55,17 +76,22 @@ std::vector<std::string> ReadPayloads(const std::string& path, const std::string
 }
 
 std::string Probe(const std::string& path, const std::string& entries, const std::string& stream) {
-  const std::string selection = stream.empty() ? "" : " -select_streams " + stream;
-  return Trimmed(RunProgram("ffprobe -v quiet" + selection + " -show_entries " + entries +
-                            " -of default=nokey=1:noprint_wrappers=1 " + Quoted(path))
-                     .output);
+  const std::size_t equals = entries.find('=');
+  std::string values;
+  for (const std::string& record : Records(path, entries.substr(0, equals), stream)) {
+    std::istringstream keys(entries.substr(equals + 1));
+    for (std::string key; std::getline(keys, key, ',');) {
+      const std::string value = Value(record, key);
+      if (!value.empty()) values += (values.empty() ? "" : "\n") + value;
+    }
+  }
+  return values;
 }
 
 std::string DecodingErrors(const std::string& path) {
   // In ticks of the usual pictures' length, uneven ones would seem to share a time.
-  return RunProgram("ffmpeg -v error -i " + Quoted(path) +
-                    " -map 0 -fps_mode passthrough -enc_time_base:v 1:90000 -f null -")
-      .output;
+  return Ask("ffmpeg -v error -i", path,
+             "-map 0 -fps_mode passthrough -enc_time_base:v 1:90000 -f null -");
 }
 
 }  // namespace test

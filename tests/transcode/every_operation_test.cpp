@@ -22,9 +22,7 @@ using EveryOperation = test::InFolder;
 
 namespace fs = std::filesystem;
 
-constexpr int kExit = -0x54495845;         // AVERROR_EXIT
-constexpr int kInvalidData = -0x41444E49;  // AVERROR_INVALIDDATA
-constexpr int kUnknown = -0x4E4B4E55;      // AVERROR_UNKNOWN
+constexpr int kUnknown = -0x4E4B4E55;  // AVERROR_UNKNOWN
 
 TEST_F(EveryOperation, AnswersWhatItCannotWorkWithByACodeAndNoFile) {
   const std::string aac = test::ReadBytes(test::AacAudio());
@@ -43,9 +41,9 @@ TEST_F(EveryOperation, AnswersWhatItCannotWorkWithByACodeAndNoFile) {
       {test::H264Video(), all(MPG_ERR_AUDIO_STREAM_NOT_FOUND)},
       {test::AacAudio(), edits(MPG_ERR_VIDEO_STREAM_NOT_FOUND), "audio"},
       {folder / "missing.mp4", all(-ENOENT)},
-      {folder / "cut.m4a", all(kInvalidData)},
+      {folder / "cut.m4a", all(test::kInvalidData)},
       // No muxer of that name.
-      {folder / "film.unheard", edits(kExit)},
+      {folder / "film.unheard", edits(test::kExit)},
       // MPEG-H, which FFmpeg can't decode; then what it decodes, but doesn't encode.
       {test::Retagged(folder / "mpeg-h.mp4", test::Ac3Audio(), "ac-3", "mhm1"), all(kUnknown)},
       {test::Retagged(folder / "mace.mov", pcm, "twos", "MAC3"),

@@ -115,14 +115,14 @@ TEST_F(Timing, TheLastFrameIsShown) {
 }
 
 TEST_F(Timing, NothingIsNoSuccess) {
-  constexpr int kInvalidData = -0x41444E49;
   const std::string fragments =
       test::ReadBytes(test::Film("mp4", "-movflags frag_keyframe+empty_moov"));
   test::WriteBytes(folder / "empty.mp4", fragments.substr(0, fragments.find("moof") - 4));
   const std::string empty = folder / "empty.mp4";
-  EXPECT_EQ(MP3_Convert(empty.c_str(), output.c_str(), 0, nullptr, 0), kInvalidData);
-  EXPECT_EQ(MPG_MergeAV(empty.c_str(), empty.c_str(), output.c_str(), nullptr, 0), kInvalidData);
-  EXPECT_EQ(test::Transcode(empty, output, {.formatId = MPG_FORMAT_MP4}), kInvalidData);
+  EXPECT_EQ(MP3_Convert(empty.c_str(), output.c_str(), 0, nullptr, 0), test::kInvalidData);
+  EXPECT_EQ(MPG_MergeAV(empty.c_str(), empty.c_str(), output.c_str(), nullptr, 0),
+            test::kInvalidData);
+  EXPECT_EQ(test::Transcode(empty, output, {.formatId = MPG_FORMAT_MP4}), test::kInvalidData);
   EXPECT_FALSE(std::filesystem::exists(output));
 }
 
