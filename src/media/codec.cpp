@@ -2,6 +2,8 @@
 
 #include <string_view>
 
+#include "media/timestamps.h"
+
 namespace mpg {
 
 namespace {
@@ -54,6 +56,13 @@ void DescribeEncoder(const AVCodecContext& encoder, AVStream& target) {
   Check(avcodec_parameters_from_context(target.codecpar, &encoder));
   target.codecpar->codec_tag = tag;
   target.time_base = encoder.time_base;
+}
+
+std::int64_t FrameClock::TimeOf(const AVFrame& frame) {
+  std::int64_t time = frame.best_effort_timestamp;
+  if (!IsKnown(time) && IsKnown(last_)) time = av_sat_add64(last_, step_);
+  if (IsKnown(last_)) step_ = av_sat_sub64(time, last_);
+  return last_ = time;
 }
 
 int DecodedChannels(const AVCodecParameters& parameters) try {

@@ -52,6 +52,18 @@ int DecodePacket(AVCodecContext& decoder, const AVPacket* packet, AVFrame& frame
   return failure < 0 ? failure : 0;
 }
 
+/// When decoded frames are shown, in their packets' time base. Behind packets that held several
+/// frames the last one has no time of its own: it comes as long after the one before as that did.
+class FrameClock {
+ public:
+  /// Of every frame, in the order in which they come out. Unknown where nothing tells it.
+  std::int64_t TimeOf(const AVFrame& frame);
+
+ private:
+  std::int64_t last_ = AV_NOPTS_VALUE;
+  std::int64_t step_ = 0;
+};
+
 /// Channels that the stream's decoder reports once it is open; 0 when it can't be opened. Throws
 /// Error(ENOMEM).
 int DecodedChannels(const AVCodecParameters& parameters);

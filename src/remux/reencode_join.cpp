@@ -65,6 +65,8 @@ class ReencodeJoin {
       return End::kOfVideo;
     }
     if (read < 0) return FailOnVideo(read);
+    // A packet of several MPEG-4 frames tells when it is decoded alone.
+    if (!IsKnown(packet_->pts)) packet_->pts = packet_->dts;
     if (!IsKnown(packet_->pts)) timeStampMaker_.Stamp(*packet_, *video_.source);
     videoPts_ = packet_->pts;
     if (Report() == Answer::kStop) return End::kStop;

@@ -62,7 +62,7 @@ void TranscodeVideo::Copy(AVPacket& packet) {
 
 void TranscodeVideo::Decode(const AVPacket* packet) {
   Check(DecodePacket(*decoder_, packet, *frame_, [this] {
-    frame_->pts = frame_->best_effort_timestamp;
+    frame_->pts = clock_.TimeOf(*frame_);
     if (IsKnown(frame_->pts)) videoEncoder_->Encode(*frame_, stream_.source->time_base);
   }));
 }

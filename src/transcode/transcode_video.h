@@ -3,6 +3,7 @@
 
 #include <optional>
 
+#include "media/codec.h"
 #include "media/tick_guard.h"
 #include "transcode/stream_progress.h"
 #include "transcode/video_encoder.h"
@@ -52,6 +53,7 @@ class TranscodeVideo {
   CodecPtr encoder_;
   std::optional<VideoEncoder> videoEncoder_;
   FramePtr frame_ = MakeFrame();
+  FrameClock clock_;
   TickGuard guard_;
   std::int64_t lastPts_ = AV_NOPTS_VALUE;
 };

@@ -92,7 +92,7 @@ class Trim {
   }
 
   void Keep() {
-    const std::int64_t time = frame_->best_effort_timestamp;
+    const std::int64_t time = clock_.TimeOf(*frame_);
     if (!IsKnown(time) || time < start_ || time > end_) return;
     frame_->pts = time - start_;
     videoEncoder_.Encode(*frame_, source_.time_base);
@@ -107,6 +107,7 @@ class Trim {
   const std::int64_t start_;
   const std::int64_t end_;
   FramePtr frame_ = MakeFrame();
+  FrameClock clock_;
   int errors_ = 0;
   bool isFinished_ = false;
 };

@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstdlib>
-#include <functional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -13,6 +12,7 @@
 #include "mpg/mpg.h"
 #include "remux/segments.h"
 #include "support/audio.h"
+#include "support/encoders.h"
 #include "support/host.h"
 #include "support/media.h"
 #include "support/pictures.h"
@@ -67,32 +67,29 @@ std::vector<double> ShownTimes(const std::string& path) {
 }
 
 struct Operation {
-  const char* name;
+  test::Rewriting rewriting;
   const char* extension;
-  std::function<int(const std::string&, const std::string&)> run;
   double start = 0, end = 99;  // seconds that are left
 };
 
 const Operation kOperations[] = {
-    {"join", "mp4",
-     [](auto& in, auto& out) {
-       return MPG_MergeAV(in.c_str(), in.c_str(), out.c_str(), nullptr, 0);
-     }},
-    {"segment join", "mp4", [](auto& in, auto& out) { return test::Merge({in}, out); }},
-    {"trim", "avi",
-     [](auto& in, auto& out) { return MPG_SaveTrimmedVideo(in.c_str(), out.c_str(), 0, 2); }, 0, 2},
-    {"trim between key pictures", "avi",
-     [](auto& in, auto& out) { return MPG_SaveTrimmedVideo(in.c_str(), out.c_str(), 2, 9); }, 2},
-    {"crop", "avi", [](auto& in, auto& out) { return MPG_Crop(in.c_str(), out.c_str()); }},
-    {"shift", "avi",
-     [](auto& in, auto& out) { return MPG_ShiftAudio(in.c_str(), out.c_str(), 0, nullptr, 0); }},
-    {"copying transcode", "mp4",
-     [](auto& in, auto& out) { return test::Transcode(in, out, {.formatId = MPG_FORMAT_MP4}); }},
-    {"transcode", "mp4",
-     [](auto& in, auto& out) {
-       return test::Transcode(
-           in, out, {.formatId = MPG_FORMAT_MP4, .targetAudioCodec = 2, .videoReencode = 1});
-     }},
+    {test::kJoinWithItself, "mp4"},
+    {{"segment join", [](auto& in, auto& out, auto&) { return test::Merge({in}, out); }}, "mp4"},
+    {test::kRewritings[test::kCrop], "avi"},
+    {test::kRewritings[test::kShift], "avi"},
+    {test::kRewritings[test::kCopy], "mp4"},
+    {test::kRewritings[test::kReencode], "mp4"},
+    {{"trim", [](auto& in, auto& out,
+                 auto&) { return MPG_SaveTrimmedVideo(in.c_str(), out.c_str(), 0, 2); }},
+     "avi",
+     0,
+     2},
+    {{"trim between key pictures",
+      [](auto& in, auto& out, auto&) {
+        return MPG_SaveTrimmedVideo(in.c_str(), out.c_str(), 2, 9);
+      }},
+     "avi",
+     2},
 };
 
 TEST_F(Avi, KeepsPicturesInOrderAndInStepWithTheAudio) {
@@ -102,10 +99,11 @@ TEST_F(Avi, KeepsPicturesInOrderAndInStepWithTheAudio) {
     ASSERT_EQ(shown.size(), 100u);
     const double sourceClick = test::Audio(avi).Clicks(0).back();
     for (const Operation& operation : kOperations) {
-      SCOPED_TRACE(std::string(operation.name) + ": " + source.codec + source.bPictures +
+      SCOPED_TRACE(std::string(operation.rewriting.name) + ": " + source.codec + source.bPictures +
                    (source.hasHalfTicks ? " in half ticks" : ""));
       const std::string result = output + "." + operation.extension;
-      ASSERT_EQ(operation.run(avi, result), 0);
+      test::ProgressLog log;
+      ASSERT_EQ(operation.rewriting.run(avi, result, log), 0);
       std::vector<int> left;
       for (int i = 0; i < 100; ++i) {
         const double time = shown[static_cast<std::size_t>(i)];
@@ -122,6 +120,24 @@ TEST_F(Avi, KeepsPicturesInOrderAndInStepWithTheAudio) {
       }
       EXPECT_LT(farthest, kPicture / 2);
     }
+  }
+}
+
+// Some packets hold two frames, which makes others empty.
+TEST_F(Avi, KeepsPackedFrames) {
+  if (!test::HasEncoder("libxvid")) GTEST_SKIP() << "no encoder of packed frames";
+  const std::string avi = NumberedFilm("avi", "-c:v libxvid -q:v 1 -bf 2");
+  const std::vector<int> shown = test::PictureOrder(avi);
+  const std::vector<double> expected = test::FrameTimes(avi);
+  for (const Operation& operation : kOperations) {
+    if (operation.start > 0 || operation.end < 4) continue;
+    const std::string result = output + "." + operation.extension;
+    test::ProgressLog log;
+    ASSERT_EQ(operation.rewriting.run(avi, result, log), 0) << operation.rewriting.name;
+    EXPECT_EQ(test::PictureOrder(result), shown) << operation.rewriting.name;
+    const std::vector<double> times = test::FrameTimes(result);
+    EXPECT_NEAR(times.at(50) - times[1], expected[50] - expected[1], 0.001)
+        << operation.rewriting.name;
   }
 }
 

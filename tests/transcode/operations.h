@@ -61,6 +61,13 @@ int TranscodeToMp4(const std::string& in, const std::string& out, ProgressLog& l
       &log);
 }
 
+inline const Rewriting kJoinWithItself{"join", [](auto& in, auto& out, auto& log) {
+                                         return MPG_MergeAV(in.c_str(), in.c_str(), out.c_str(),
+                                                            ProgressLog::Callback, log.Context());
+                                       }};
+
+enum { kMp3, kCopy, kReencode, kTrim, kCrop, kShift };
+
 inline const Rewriting kRewritings[] = {
     {"mp3",
      [](auto& in, auto& out, auto& log) {
