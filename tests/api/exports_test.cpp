@@ -70,7 +70,7 @@ TEST(Exports, LetNothingOutThatACallbackThrows) {
   const ProgressCallback callback = [](const ProgressInfo*) -> std::uint8_t { throw 1; };
   EXPECT_EQ(MPG_MergeAV(test::H264Video().c_str(), test::AacAudio().c_str(),
                         (folder / "a.mp4").c_str(), callback, 0),
-            -1313558101);  // AVERROR_UNKNOWN
+            test::kUnknown);
 }
 
 TEST(Decisions, FollowTheFilesAndLeaveTheRecordAloneWhereThereIsNone) {

@@ -34,14 +34,6 @@ std::string WithoutDecoder(const test::ScratchFolder& folder) {
   return folder / "two.mkv";
 }
 
-// MPEG-H.
-std::string OfUnknownCodec(const test::ScratchFolder& folder) {
-  std::string unknown = test::ReadBytes(test::Ac3Audio());
-  unknown.replace(unknown.rfind("ac-3"), 4, "mhm1");
-  test::WriteBytes(folder / "unknown.mp4", unknown);
-  return folder / "unknown.mp4";
-}
-
 TEST(MediaInfo, TellsWhatAFileHoldsAndZeroOfTheRest) {
   const test::ScratchFolder folder;
   const std::string silent = test::H264Video();
@@ -66,7 +58,7 @@ TEST(MediaInfo, TellsWhatAFileHoldsAndZeroOfTheRest) {
        "2 s 0 bit/s, 0 video 0x0 0/s 0 s , 1 audio 2x48000 0 s AAC FLTP"},
       {WithoutDecoder(folder), 4,
        "4 s 0 bit/s, 2 video 320x240 25/s 0 s H264, 2 audio 2x48000 0 s AAC FLTP"},
-      {OfUnknownCodec(folder), 3,
+      {test::Undecodable(folder / "mpeg-h.mp4"), 3,
        "3 s 0 bit/s, 0 video 0x0 0/s 0 s , 1 audio 0x48000 3 s MPEGH_3D_AUDIO "},
       // Whatever the container says of the size.
       {test::MakeMedia("cropped.mp4", "-i " + silent +

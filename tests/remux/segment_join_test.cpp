@@ -203,6 +203,9 @@ TEST(SegmentList, FirstEntryDecidesWhichKindsAreJoinedAndVideoComesFirst) {
     EXPECT_EQ(test::Probe(folder / "a.mp4", "stream=codec_type"), c.streams);
     EXPECT_EQ(Frames(folder / "a.mp4"), c.frames) << c.options;
   }
+  // A stream of a codec that FFmpeg doesn't encode is left out.
+  ASSERT_EQ(Merge({test::OnlyDecodable(folder / "yuv.avi")}, folder / "a.mp4"), 0);
+  EXPECT_EQ(test::Probe(folder / "a.mp4", "stream=codec_type"), "audio");
 }
 
 TEST(SegmentList, ReportsOncePerEntryEvenForSkippedOnes) {

@@ -13,8 +13,8 @@
 
 namespace test {
 
-/// What FFmpeg calls AVERROR_INVALIDDATA and AVERROR_EXIT.
-inline constexpr int kInvalidData = -0x41444E49, kExit = -0x54495845;
+/// What FFmpeg calls AVERROR_INVALIDDATA, AVERROR_EXIT and AVERROR_UNKNOWN.
+inline constexpr int kInvalidData = -0x41444E49, kExit = -0x54495845, kUnknown = -0x4E4B4E55;
 
 /// An empty folder, removed with its content at the end. A test that has several names them.
 class ScratchFolder {

@@ -92,6 +92,10 @@ std::string Retagged(const std::string& path, const std::string& input, const st
   return path;
 }
 
+std::string Undecodable(const std::string& path) {
+  return Retagged(path, Ac3Audio(), "ac-3", "mhm1");
+}
+
 std::string OnlyDecodable(const std::string& path) {
   // Creative's YUV takes any bytes; frames of this size have as many in grey.
   const std::string grey = MakeMedia("grey.avi",

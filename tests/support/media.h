@@ -31,6 +31,8 @@ std::string BreakAc3Frames(std::string content, int first, int count);
 /// A copy of a file in which a codec's tag is exchanged, everywhere.
 std::string Retagged(const std::string& path, const std::string& input, const std::string& tag,
                      const std::string& newTag);
+/// Audio in a codec that FFmpeg knows (MPEG-H), but doesn't decode.
+std::string Undecodable(const std::string& path);
 /// A second of video in a codec that FFmpeg decodes, but doesn't encode, and audio.
 std::string OnlyDecodable(const std::string& path);
 /// A copy of an AVI file of motion JPEG in which some frames' bytes are gone.

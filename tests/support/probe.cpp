@@ -9,7 +9,9 @@ namespace {
 
 // The value of a key in a line of key=value pairs.
 std::string Value(const std::string& line, const std::string& key) {
-  const std::size_t start = line.find("|" + key + "=");
+  std::size_t start = line.find("|" + key + "=");
+  // Side data has its kind in front, from FFmpeg 7 on.
+  if (start == std::string::npos) start = line.find(":" + key + "=");
   if (start == std::string::npos) return "";
   const std::size_t value = start + key.size() + 2;
   return line.substr(value, line.find('|', value) - value);
@@ -31,12 +33,14 @@ std::string IndexOf(const std::string& stream, const std::vector<std::string>& r
   return "";
 }
 
-// The format, the streams or the packets of a file, or frames of a stream: "section|key=value|...".
+// The format, the streams, packets or frames of a file: "section|key=value|...". All in one go, so
+// that a test that asks again finds the answer.
 std::vector<std::string> Records(const std::string& path, const std::string& section,
                                  const std::string& stream) {
-  std::string options = " -of compact -show_format -show_streams -show_packets -show_data_hash md5";
-  if (section == "frame") options = " -of compact -show_frames -select_streams " + stream;
-  std::istringstream lines(Ask("ffprobe -v quiet" + options, path));
+  std::istringstream lines(
+      Ask("ffprobe -v quiet -of compact -show_format -show_streams -show_packets -show_frames "
+          "-show_data_hash md5",
+          path));
   std::vector<std::string> records;
   for (std::string line; std::getline(lines, line);) {
     // Side data breaks the line.
@@ -49,7 +53,7 @@ std::vector<std::string> Records(const std::string& path, const std::string& sec
   const std::string index = IndexOf(stream, records);
   std::erase_if(records, [&](const std::string& record) {
     return !record.starts_with(section + "|") ||
-           (!stream.empty() && section != "frame" &&
+           (!stream.empty() &&
             Value(record, section == "stream" ? "index" : "stream_index") != index);
   });
   return records;

@@ -25,7 +25,7 @@ std::vector<Packet> ReadPackets(const std::string& path, const std::string& stre
 std::vector<std::string> ReadPayloads(const std::string& path, const std::string& stream);
 
 /// One value as ffprobe prints it, such as Probe(path, "format=duration") or
-/// Probe(path, "stream=codec_name", "a:0"). Several come a line each; frames are of one stream.
+/// Probe(path, "stream=codec_name", "a:0"). Several come a line each.
 std::string Probe(const std::string& path, const std::string& entries,
                   const std::string& stream = "");
 

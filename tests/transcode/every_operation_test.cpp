@@ -22,8 +22,6 @@ using EveryOperation = test::InFolder;
 
 namespace fs = std::filesystem;
 
-constexpr int kUnknown = -0x4E4B4E55;  // AVERROR_UNKNOWN
-
 TEST_F(EveryOperation, AnswersWhatItCannotWorkWithByACodeAndNoFile) {
   const std::string aac = test::ReadBytes(test::AacAudio());
   test::WriteBytes(folder / "cut.m4a", aac.substr(0, aac.size() / 2));
@@ -44,11 +42,11 @@ TEST_F(EveryOperation, AnswersWhatItCannotWorkWithByACodeAndNoFile) {
       {folder / "cut.m4a", all(test::kInvalidData)},
       // No muxer of that name.
       {folder / "film.unheard", edits(test::kExit)},
-      // MPEG-H, which FFmpeg can't decode; then what it decodes, but doesn't encode.
-      {test::Retagged(folder / "mpeg-h.mp4", test::Ac3Audio(), "ac-3", "mhm1"), all(kUnknown)},
+      {test::Undecodable(folder / "mpeg-h.mp4"), all(test::kUnknown)},
+      // What FFmpeg decodes, but doesn't encode.
       {test::Retagged(folder / "mace.mov", pcm, "twos", "MAC3"),
-       {0, kUnknown, 0, kUnknown, kUnknown, kUnknown}},
-      {test::OnlyDecodable(folder / "yuv.avi"), edits(kUnknown), "audio"},
+       {0, test::kUnknown, 0, test::kUnknown, test::kUnknown, test::kUnknown}},
+      {test::OnlyDecodable(folder / "yuv.avi"), edits(test::kUnknown), "audio"},
   };
   for (const Case& c : cases) {
     const bool exists = fs::exists(c.input);
@@ -92,19 +90,33 @@ TEST_F(EveryOperation, TakesOneAudioOfSeveral) {
 }
 
 TEST_F(EveryOperation, StopsWithAPlayableFileWhenTheHostSaysSo) {
-  for (const test::Rewriting& operation : test::kRewritings) {
-    if (!operation.hasProgress) continue;
-    const std::string name = operation.name;
-    const bool reportsEnd = name == "mp3" || name == "shift";
+  const std::string film = test::Film("mp4", "-bf 0"), mpeg4 = test::Film("avi", "-bf 0");
+  struct Case {
+    test::Rewriting operation;
+    std::string film;
+    bool reportsEnd = false;
+  };
+  const Case cases[] = {{test::kRewritings[test::kMp3], film, true},
+                        {test::kRewritings[test::kCopy], film},
+                        {test::kRewritings[test::kReencode], film},
+                        {test::kRewritings[test::kShift], film, true},
+                        {test::kJoinWithItself, film},
+                        {test::kJoinWithItself, mpeg4}};
+  for (const Case& c : cases) {
+    const std::string name = c.operation.name;
     const std::string stream = name == "mp3" ? "a:0" : "v:0";
     std::size_t before = 0;
     for (const std::size_t stopAt : {10u, 20u, 35u}) {
-      SCOPED_TRACE(name + " at report " + std::to_string(stopAt));
+      SCOPED_TRACE(name + " at report " + std::to_string(stopAt) + " of " + c.film);
       test::ProgressLog log(static_cast<int>(stopAt));
-      ASSERT_EQ(operation.run(test::Film("mp4"), output, log), 0);
-      ASSERT_EQ(log.Reports().size(), stopAt + (reportsEnd ? 1 : 0));
-      EXPECT_EQ(log.Reports().back() == 100, reportsEnd);
+      ASSERT_EQ(c.operation.run(c.film, output, log), 0);
+      ASSERT_EQ(log.Reports().size(), stopAt + (c.reportsEnd ? 1 : 0));
+      EXPECT_EQ(log.Reports().back() == 100, c.reportsEnd);
       EXPECT_EQ(test::DecodingErrors(output), "");
+      std::vector<std::string> payloads = test::ReadPayloads(c.film, "v:0");
+      payloads.resize(stopAt);
+      // The frame that was reported last isn't written.
+      EXPECT_TRUE(name != "join" || test::ReadPayloads(output, stream) == payloads);
       const std::size_t packets = test::ReadPackets(output, stream).size();
       EXPECT_GT(packets, before + 4);
       before = packets;

@@ -104,10 +104,8 @@ TEST_F(Timing, FramesOnATickThatIsTakenGetTheNext) {
 // Where frames of uneven length tell none.
 TEST_F(Timing, TheLastFrameIsShown) {
   const std::string film = Pairs("");
-  const test::Rewriting join{"join", [](auto& in, auto& out, auto&) {
-                               return MPG_MergeAV(in.c_str(), in.c_str(), out.c_str(), nullptr, 0);
-                             }};
-  for (const test::Rewriting& operation : {test::kRewritings[1], test::kRewritings[4], join}) {
+  for (const test::Rewriting& operation :
+       {test::kRewritings[test::kCopy], test::kRewritings[test::kCrop], test::kJoinWithItself}) {
     test::ProgressLog log;
     ASSERT_EQ(operation.run(film, output, log), 0);
     EXPECT_EQ(test::PictureOrder(output), test::Numbers(0, 99)) << operation.name;
