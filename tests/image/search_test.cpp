@@ -77,7 +77,7 @@ std::vector<std::string> Corpus() {
            Video{"refresh.ts", calm + h264 + "-x264-params intra-refresh=1:keyint=30"},
            Video{"hevc.mp4", calm + hevc + "keyint=45:bframes=4"},
            Video{"hevc-open.ts", calm + hevc + "keyint=30:open-gop=1:bframes=3"},
-           Video{"fields.ts", calm + h264 + "-g 40 -flags +ilme+ildct"},
+           Video{"fields.ts", calm + h264 + "-g 40 -flags:v +ilme+ildct"},
            Video{"late.ts", calm + h264 + "-g 50 -output_ts_offset 40000"},
            Video{"film.flv", calm + h264 + "-g 50 -bf 2"},
            Video{"film.mkv", calm + "-c:v mpeg4 -bf 2 -g 20"},

@@ -123,7 +123,7 @@ TEST(SegmentAnalysis, JoinsTheSameFileAsFromWholeAnalyses) {
       {"B pyramid", "-c:v libx264 -bf 3 -x264-params b-pyramid=normal", "-c:a ac3"},
       // Its first segment begins with its parameter sets twice.
       {"open groups", "-c:v libx264 -bf 3 -x264-params open-gop=1", "-an", 2, kRepeatedSets},
-      {"interlaced", "-c:v libx264 -flags +ilme+ildct -bf 2"},
+      {"interlaced", "-c:v libx264 -flags:v +ilme+ildct -bf 2"},
       {"restarting", "-c:v libx264 -bf 2", "-c:a aac", 3, "-reset_timestamps 1"},
       // x264 doesn't announce that there are none, and whether such frames have decoding times of
       // their own can't be told.
@@ -195,7 +195,7 @@ TEST(Analysis, TellsTheSameWithoutDecoding) {
   } kFiles[] = {
       {"b.mp4", "libx264 -bf 2"},
       {"pyramid.mov", "libx264 -bf 5 -g 12 -x264-params b-pyramid=normal"},
-      {"fields.mp4", "libx264 -flags +ilme+ildct"},
+      {"fields.mp4", "libx264 -flags:v +ilme+ildct"},
       {"plain.mp4", "libx264 -bf 0 -movflags faststart -video_track_timescale 1000"},
       {"shape.mp4", "libx264 -vf setsar=4/3 -color_primaries bt709 -color_trc bt709"},
       {"fragments.mp4", "libx264 -bf 3 -movflags frag_keyframe+empty_moov"},

@@ -13,7 +13,6 @@
 #include "support/media.h"
 #include "support/pictures.h"
 #include "support/probe.h"
-#include "support/process.h"
 #include "transcode/operations.h"
 
 namespace {
@@ -121,7 +120,6 @@ TEST_F(ReencodedVideo, LooksRightFromEncodersThatAreHurried) {
 }
 
 TEST_F(ReencodedVideo, KeepsFieldsApart) {
-  const std::string film = folder / "film.mkv";
   struct Case {
     const char *codec, *field, *isTopFirst, *first;
   };
@@ -129,11 +127,11 @@ TEST_F(ReencodedVideo, KeepsFieldsApart) {
        {Case{"libx264", "tff", "1", "t"}, Case{"mpeg2video", "bff", "0", "b"},
         Case{"mpeg4", "tff", "1", "t"}}) {
     // Fields of one grey each: lines that were mixed would be between the two.
-    test::RunProgram(
-        std::string("ffmpeg -v error -y -f lavfi -i sine=duration=1 -f lavfi -i \"nullsrc=size=") +
-        "320x240:rate=25:duration=1,geq=lum='if(mod(Y,2),40,210)':cb=128:cr=128,setfield=" + field +
-        "\" -flags +ildct+ilme -top " + isTopFirst + " -c:a mp2 -q:v 2 -c:v " + codec + " " +
-        test::Quoted(film));
+    const std::string film = test::MakeMedia(
+        "fields.mkv",
+        std::string("-f lavfi -i sine=duration=1 -f lavfi -i \"nullsrc=size=320x240:rate=25:") +
+            "duration=1,geq=lum='if(mod(Y,2),40,210)':cb=128:cr=128,setfield=" + field +
+            "\" -flags:v +ildct+ilme -top " + isTopFirst + " -c:a mp2 -q:v 2 -c:v " + codec);
     for (const std::int32_t target : {0, 5, 6}) {  // the same, H.264, MPEG-4
       SCOPED_TRACE(codec + std::to_string(target));
       // OpenH264 codes whole frames.
