@@ -1,4 +1,5 @@
 #include <cstdint>
+#include <filesystem>
 #include <map>
 #include <memory>
 #include <string>
@@ -25,7 +26,19 @@ HostString View(const std::string& text) {
   return view;
 }
 
-void Transcode(const TranscodeArguments& arguments) {
+constexpr std::int32_t kByName = -1;
+
+// The format that a name announces; MP4 where it announces none.
+std::int32_t FormatOf(const std::string& path) {
+  const std::string extension = std::filesystem::path(path).extension().string();
+  for (OutputFormatId id = MPG_FORMAT_3GP; id <= MPG_FORMAT_WMV; ++id) {
+    if (extension == std::string(".") + MPG_GetDefExt(id)) return static_cast<std::int32_t>(id);
+  }
+  return MPG_FORMAT_MP4;
+}
+
+void Transcode(TranscodeArguments& arguments) {
+  if (arguments.params.formatId == kByName) arguments.params.formatId = FormatOf(arguments.output);
   const HostString input = View(arguments.input);
   const HostString output = View(arguments.output);
   RunWithProgress("transcoding", {{arguments.input}, arguments.output},
@@ -36,9 +49,9 @@ void Transcode(const TranscodeArguments& arguments) {
 }
 
 template <class Names>
-void AddChoice(CLI::App& command, const std::string& name, std::int32_t& value,
-               const Names& names) {
-  command.add_option(name, value)->transform(CLI::CheckedTransformer(names));
+CLI::Option* AddChoice(CLI::App& command, const std::string& name, std::int32_t& value,
+                       const Names& names) {
+  return command.add_option(name, value)->transform(CLI::CheckedTransformer(names));
 }
 
 }  // namespace
@@ -55,12 +68,13 @@ void AddTranscodeCommands(CLI::App& app) {
 
   const auto arguments = std::make_shared<TranscodeArguments>();
   TranscodeParams& params = arguments->params;
-  params.formatId = MPG_FORMAT_MP4;
+  params.formatId = kByName;
   CLI::App* const transcode =
       app.add_subcommand("transcode", "Rewrite a file; streams without a setting are copied");
   transcode->add_option("input", arguments->input)->required();
   transcode->add_option("output", arguments->output)->required();
-  AddChoice(*transcode, "--format", params.formatId, formats);
+  AddChoice(*transcode, "--format", params.formatId, formats)
+      ->description("Else by the output's extension, or mp4");
   AddChoice(*transcode, "--audio-codec", params.targetAudioCodec, audioCodecs);
   transcode->add_option("--audio-rate", params.targetAudioBitRate, "Bits per second");
   transcode->add_option("--sample-rate", params.targetSampleRate, "Hz");

@@ -37,6 +37,11 @@ class Host(InFolderOfMedia):
         info = json.loads(run(HOST, "info", 'a "\\ \t.m4a', "--json").stdout)
         self.assertEqual((info["file"], info["audioCodec"]), ('a "\\ \t.m4a', "AAC"))
 
+    def test_the_format_follows_the_name(self):
+        run(HOST, "join", "v.mp4", "a.m4a", "av.mp4")
+        run(HOST, "transcode", "av.mp4", "av.ts")
+        self.assertEqual(probe("av.ts", "format=format_name"), ["mpegts"])
+
     def test_contact_sheet(self):
         for name in ("sheet.jpg", "sheet.bmp"):
             ran = run(HOST, "thumbnail", "v.mp4", name, "--sheet", "4x3")
