@@ -29,11 +29,13 @@ SameContainerCopy::SameContainerCopy(const char* inputPath, const char* outputPa
 void SameContainerCopy::ReadPackets(const std::function<bool(AVPacket&)>& take) {
   const PacketPtr packet = MakePacket();
   int result = 0;
-  while ((result = File().Read(*packet)) == 0) {
+  bool isEmpty = true;
+  for (; (result = File().Read(*packet)) == 0; isEmpty = false) {
     clock_.Follow(*packet, IsAudio(*packet) ? *audio_.source : *video_.source);
     if (!take(*packet)) return;
   }
   Check(File().FileError());
+  if (result == AVERROR_EOF && isEmpty) throw Error(AVERROR_INVALIDDATA);
   if (result != AVERROR_EOF) Check(result);
 }
 

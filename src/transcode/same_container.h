@@ -30,7 +30,8 @@ class SameContainerCopy {
   void WriteHeader() { output_.WriteHeader(); }
 
   /// Reads the file from where it stands to its end and hands on each packet, until `take` says
-  /// that it wants no more. Throws Error where the file can't be read, or what `take` throws.
+  /// that it wants no more. Throws Error where the file can't be read or holds no packet, or what
+  /// `take` throws.
   void ReadPackets(const std::function<bool(AVPacket&)>& take);
 
   /// From now on only the audio is read. What still comes of the frames doesn't wait for it.

@@ -170,29 +170,22 @@ TEST(ReencodedTime, StaysInStepWithTheVideoOverGapsAndDrift) {
   struct Case {
     const char *name, *filter, *options;
     std::vector<double> expected;
+    double pace = 1;
   };
+  const std::vector<double> all = {0.25, 0.75, 1.25, 1.75, 2.25, 2.75, 3.25, 3.75};
   const Case cases[] = {
       {"late", "", "-itsoffset 1.3", {1.55, 2.05, 2.55, 3.05, 3.55, 4.05, 4.55}},
       {"gap", ",aselect=lt(t\\,1)+gt(t\\,2.5)", "", {0.25, 0.75, 2.75, 3.25, 3.75}},
-      {"lost packet",
-       ",aselect=not(between(t\\,1.34\\,1.37))",
-       "",
-       {0.25, 0.75, 1.25, 1.75, 2.25, 2.75, 3.25, 3.75}},
-      {"slow clock",
-       ",asetpts=PTS*1.02",
-       "",
-       {0.255, 0.765, 1.275, 1.785, 2.295, 2.805, 3.315, 3.825}},
-      {"fast clock",
-       ",asetpts=PTS/1.02",
-       "",
-       {0.245, 0.735, 1.225, 1.716, 2.206, 2.696, 3.186, 3.676}},
+      {"lost packet", ",aselect=not(between(t\\,1.34\\,1.37))", "", all},
+      {"slow clock", ",asetpts=PTS*1.02", "", all, 1.02},
+      {"fast clock", ",asetpts=PTS/1.02", "", all, 1 / 1.02},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
     const std::vector<double> clicks = JoinedClicks("gap.mkv", c.filter, c.options);
     ASSERT_EQ(clicks.size(), c.expected.size());
     for (std::size_t i = 0; i < clicks.size(); ++i) {
-      EXPECT_NEAR(clicks[i], c.expected[i], 1024.0 / 48000) << i;
+      EXPECT_NEAR(clicks[i], c.expected[i] * c.pace, 1024.0 / 48000) << i;
     }
   }
 }

@@ -117,10 +117,12 @@ TEST_F(Timing, NothingIsNoSuccess) {
       test::ReadBytes(test::Film("mp4", "-movflags frag_keyframe+empty_moov"));
   test::WriteBytes(folder / "empty.mp4", fragments.substr(0, fragments.find("moof") - 4));
   const std::string empty = folder / "empty.mp4";
-  EXPECT_EQ(MP3_Convert(empty.c_str(), output.c_str(), 0, nullptr, 0), test::kInvalidData);
-  EXPECT_EQ(MPG_MergeAV(empty.c_str(), empty.c_str(), output.c_str(), nullptr, 0),
-            test::kInvalidData);
-  EXPECT_EQ(test::Transcode(empty, output, {.formatId = MPG_FORMAT_MP4}), test::kInvalidData);
+  for (const test::Rewriting& operation :
+       {test::kRewritings[test::kMp3], test::kJoinWithItself, test::kRewritings[test::kCopy],
+        test::kRewritings[test::kCrop], test::kRewritings[test::kShift]}) {
+    test::ProgressLog log;
+    EXPECT_EQ(operation.run(empty, output, log), test::kInvalidData) << operation.name;
+  }
   EXPECT_FALSE(std::filesystem::exists(output));
 }
 
