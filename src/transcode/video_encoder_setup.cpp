@@ -163,10 +163,17 @@ void SetSize(AVCodecContext& encoder, const VideoEncoderRequest& request, Orient
   if (wantsFields && HasWholeFields(encoder.height, encoder.pix_fmt)) AskForFields(encoder);
 }
 
-// Broken durations leave rates that no frame could have: they count as unknown.
+// Broken durations leave rates that no frame could have: they count as unknown. So do those of
+// still pictures, a bit for 16 x 16 pixels at most: few key frames have nearly all of the bits, and
+// an encoder that keeps to the rate has none for its first frame.
 std::int64_t BitRateOf(const VideoEncoderRequest& request) {
-  constexpr double kFewestBitsOfAFrame = 64;
-  const double fewest = kFewestBitsOfAFrame * av_q2d(FrameRate(request.source));
+  constexpr std::int64_t kFewestBitsOfAFrame = 64;
+  constexpr std::int64_t kFewest = 1000;  // encoders count in kilobits
+  const std::int64_t blocks = std::int64_t{request.decoder.width} * request.decoder.height / 256;
+  const std::int64_t fewestOfAFrame = std::max(kFewestBitsOfAFrame, blocks);
+  const double fewest =
+      std::max(static_cast<double>(kFewest),
+               static_cast<double>(fewestOfAFrame) * av_q2d(FrameRate(request.source)));
   for (const std::int64_t rate : {request.source.codecpar->bit_rate, request.fileBitRate}) {
     if (rate > 0 && static_cast<double>(rate) >= fewest) return rate;
   }

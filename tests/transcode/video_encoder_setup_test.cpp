@@ -63,12 +63,17 @@ TEST_F(VideoEncoderSetup, TakesAnUnknownFrameRateFor25) {
   EXPECT_EQ(av_cmp_q(encoder->time_base, {1, 25}), 0);
 }
 
-// Of less than 64 bits a frame, as broken durations give them.
+// Of less than 64 bits a frame, as broken durations give them, or of a still picture.
 TEST_F(VideoEncoderSetup, TakesABitRateThatCannotBeForUnknown) {
   EXPECT_EQ(Make(AV_CODEC_ID_H264, "mp4", 64 * 25)->bit_rate, 1600);
   EXPECT_EQ(Make(AV_CODEC_ID_H264, "mp4", 64 * 25 - 1)->bit_rate, 0);
-  source_.codecpar->bit_rate = 5000;
-  EXPECT_EQ(Make(AV_CODEC_ID_H264, "mp4", 9000)->bit_rate, 5000);
+  decoder_->width = 1280;
+  decoder_->height = 720;
+  source_.codecpar->bit_rate = 3600 * 25 - 1;
+  EXPECT_EQ(Make(AV_CODEC_ID_H264, "mp4", 3600 * 25)->bit_rate, 90000);
+  EXPECT_EQ(Make(AV_CODEC_ID_H264, "mp4", 3600 * 25 - 1)->bit_rate, 0);
+  source_.codecpar->bit_rate = 95000;
+  EXPECT_EQ(Make(AV_CODEC_ID_H264, "mp4", 99000)->bit_rate, 95000);
 }
 
 // At the default speed seconds take minutes.
