@@ -1,5 +1,4 @@
 #include <cstdint>
-#include <filesystem>
 #include <map>
 #include <memory>
 #include <string>
@@ -30,9 +29,9 @@ constexpr std::int32_t kByName = -1;
 
 // The format that a name announces; MP4 where it announces none.
 std::int32_t FormatOf(const std::string& path) {
-  const std::string extension = std::filesystem::path(path).extension().string();
+  const std::string extension = path.substr(path.rfind('.') + 1);
   for (OutputFormatId id = MPG_FORMAT_3GP; id <= MPG_FORMAT_WMV; ++id) {
-    if (extension == std::string(".") + MPG_GetDefExt(id)) return static_cast<std::int32_t>(id);
+    if (extension == MPG_GetDefExt(id)) return static_cast<std::int32_t>(id);
   }
   return MPG_FORMAT_MP4;
 }
