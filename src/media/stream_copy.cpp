@@ -1,6 +1,7 @@
 #include "media/stream_copy.h"
 
 #include <algorithm>
+#include <cmath>
 #include <string_view>
 
 #include "media/ffmpeg_versions.h"
@@ -22,6 +23,17 @@ AVStream* AddTwin(Output& output, const AVStream& source, const AVCodec* codec) 
 
 bool IsAvi(const AVOutputFormat& muxer) {
   return std::string_view(muxer.name) == "avi";
+}
+
+// Of AVI: frames a second where all are there. The average is less where some are missing, as in
+// screen recordings, and the others would find no tick at their time.
+AVRational TickRate(const AVStream& source) {
+  constexpr double kHighest = 60, kSlightly = 0.01, kFields = 2;
+  const AVRational average = FrameRate(source), ticks = source.r_frame_rate;
+  if (ticks.num <= 0 || ticks.den <= 0 || av_q2d(ticks) > kHighest) return average;
+  const double share = av_q2d(ticks) / av_q2d(average);
+  const bool isEven = share < 1 + kSlightly || std::abs(share - kFields) < kSlightly;
+  return isEven ? average : ticks;
 }
 
 }  // namespace
@@ -55,7 +67,7 @@ void GiveDuration(AVPacket& packet, const AVStream& source, const AVStream& targ
 }
 
 AVRational VideoTimeBase(const AVOutputFormat& muxer, const AVStream& source) {
-  return IsAvi(muxer) ? av_inv_q(FrameRate(source)) : source.time_base;
+  return IsAvi(muxer) ? av_inv_q(TickRate(source)) : source.time_base;
 }
 
 CopiedStream AddCopiedVideoStream(Output& output, AVStream& source, VideoCopy copy) {

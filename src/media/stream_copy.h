@@ -19,7 +19,8 @@ AVRational FrameRate(const AVStream& source);
 /// would else last for nothing, and MP4 players skip it. Behind MovePacket.
 void GiveDuration(AVPacket& packet, const AVStream& source, const AVStream& target);
 
-/// The time base to ask a muxer for: the source's, but one frame for AVI, which counts them.
+/// The time base to ask a muxer for: the source's, but one frame for AVI, which counts them, those
+/// that are missing, too.
 AVRational VideoTimeBase(const AVOutputFormat& muxer, const AVStream& source);
 
 /// How a video stream is copied.

@@ -46,8 +46,8 @@ std::int32_t Scaled(std::int64_t value, std::int64_t factor, std::int64_t diviso
   return fits ? static_cast<std::int32_t>(scaled) : -1;
 }
 
-// MPEG-4 counts time in 16 bits. Where the input's time base is finer, the usual one of NTSC
-// stands in, and a high bit rate, meant for a better codec's input, is cut down.
+// MPEG-4 counts time in 16 bits. Where the output's time base is finer, the usual one of NTSC
+// stands in. With a fine one in the input a high bit rate, meant for a better codec, is cut down.
 constexpr AVRational kNtscTimeBase{1001, 30000};
 
 bool IsTooFineForMpeg4(AVCodecID codecId, AVRational timeBase) {
@@ -55,10 +55,15 @@ bool IsTooFineForMpeg4(AVCodecID codecId, AVRational timeBase) {
   return codecId == AV_CODEC_ID_MPEG4 && av_q2d(av_inv_q(timeBase)) > kFinest;
 }
 
-void LimitForMpeg4(AVCodecContext& encoder, AVRational inputTimeBase) {
+AVRational OutputTimeBase(AVCodecID codecId, const AVOutputFormat& muxer, const AVStream& source) {
+  const AVRational timeBase = VideoTimeBase(muxer, source);
+  return IsTooFineForMpeg4(codecId, timeBase) ? kNtscTimeBase : timeBase;
+}
+
+void LimitForMpeg4(AVCodecContext& encoder, const VideoEncoderRequest& request) {
   constexpr std::int64_t kHighBitRate = 800004;
-  if (!IsTooFineForMpeg4(encoder.codec_id, inputTimeBase)) return;
-  encoder.time_base = kNtscTimeBase;
+  if (!IsTooFineForMpeg4(encoder.codec_id, request.source.time_base)) return;
+  encoder.time_base = OutputTimeBase(encoder.codec_id, request.muxer, request.source);
   if (encoder.bit_rate >= kHighBitRate) {
     const std::int64_t quarter = encoder.bit_rate / 4;
     encoder.bit_rate = SnapVideoBitRate(static_cast<std::int32_t>(
@@ -68,7 +73,7 @@ void LimitForMpeg4(AVCodecContext& encoder, AVRational inputTimeBase) {
 
 CodecPtr CreateVideoEncoder(const VideoEncoderRequest& request, const TranscodeParams& params) {
   CodecPtr encoder = MakeVideoEncoder(request);
-  LimitForMpeg4(*encoder, request.source.time_base);
+  LimitForMpeg4(*encoder, request);
   if (params.targetVideoBitRate != 0) {
     encoder->bit_rate = SnapVideoBitRate(params.targetVideoBitRate);
   }
@@ -119,9 +124,8 @@ VideoReencode OpenVideoReencode(Output& output, const Input& input, AVStream& so
   OpenEncoder(*encoder, muxer);
   AVStream* const target = output.AddStream(encoder->codec);
   target->codecpar->codec_tag = wanted.tag;
-  const bool isTooFine = IsTooFineForMpeg4(encoder->codec_id, source.time_base);
-  DescribeVideoEncoder(*encoder, source, muxer,
-                       isTooFine ? kNtscTimeBase : VideoTimeBase(muxer, source), *target);
+  DescribeVideoEncoder(*encoder, source, muxer, OutputTimeBase(encoder->codec_id, muxer, source),
+                       *target);
   target->disposition = source.disposition;
   return {.stream = {.source = &source, .target = target},
           .decoder = std::move(decoder),

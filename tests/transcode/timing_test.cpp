@@ -101,6 +101,27 @@ TEST_F(Timing, FramesOnATickThatIsTakenGetTheNext) {
   EXPECT_EQ(test::ReadPayloads(output, "v:0"), test::ReadPayloads(film, "v:0"));
 }
 
+// As screen recordings have them: frames come only where something moves.
+TEST_F(Timing, FramesThatAreMissingDoNotMoveTheOthersInAvi) {
+  for (const char* extension : {"mp4", "ts"}) {
+    const std::string film =
+        test::Film(extension, "-bf 0 -muxdelay 0 -vf \"select=lt(mod(n\\,25)\\,5)\" -fps_mode vfr");
+    const std::vector<test::Packet> packets = test::ReadPackets(film, "v:0");
+    for (const int codec : {0, 1}) {
+      SCOPED_TRACE(std::string(extension) + std::to_string(codec));
+      ASSERT_EQ(
+          test::Transcode(film, output, {.formatId = MPG_FORMAT_AVI, .targetVideoCodec = codec}),
+          0);
+      EXPECT_EQ(test::PictureOrder(output), test::PictureOrder(film));
+      const std::vector<test::Packet> written = test::ReadPackets(output, "v:0");
+      ASSERT_EQ(written.size(), packets.size());
+      for (std::size_t i = 0; i < written.size(); ++i) {
+        EXPECT_NEAR(*written[i].dts - *written[0].dts, *packets[i].pts - *packets[0].pts, 0.001);
+      }
+    }
+  }
+}
+
 // Where frames of uneven length tell none.
 TEST_F(Timing, TheLastFrameIsShown) {
   const std::string film = Pairs("");
