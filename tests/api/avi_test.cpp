@@ -1,22 +1,12 @@
 // AVI says in which order pictures are decoded, not when they are shown. Whatever is made of it,
 // the pictures keep their order and their distance to the audio.
-#include <gtest/gtest.h>
-
 #include <algorithm>
-#include <cstdint>
 #include <cstdlib>
-#include <string>
 #include <utility>
-#include <vector>
 
-#include "mpg/mpg.h"
 #include "remux/segments.h"
-#include "support/audio.h"
 #include "support/encoders.h"
-#include "support/host.h"
-#include "support/media.h"
-#include "support/pictures.h"
-#include "support/probe.h"
+#include "support/kit.h"
 #include "transcode/operations.h"
 
 namespace {

@@ -1,12 +1,7 @@
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <set>
-#include <string>
 
-#include "mpg/mpg.h"
-#include "support/host.h"
-#include "support/media.h"
+#include "support/kit.h"
 #include "support/system.h"
 
 namespace {

@@ -1,13 +1,4 @@
-#include <gtest/gtest.h>
-
-#include <cstdint>
-#include <filesystem>
-#include <string>
-
-#include "mpg/mpg.h"
-#include "support/host.h"
-#include "support/media.h"
-#include "support/probe.h"
+#include "support/kit.h"
 #include "support/system.h"
 
 namespace {

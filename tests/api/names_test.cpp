@@ -1,15 +1,7 @@
 // A path is the name of one file, whatever it looks like and whatever the file holds.
-#include <gtest/gtest.h>
-
 #include <cerrno>
-#include <filesystem>
-#include <string>
-#include <vector>
 
-#include "mpg/mpg.h"
-#include "support/host.h"
-#include "support/media.h"
-#include "support/probe.h"
+#include "support/kit.h"
 
 namespace {
 

@@ -1,15 +1,9 @@
 // Paths as hosts on Windows write them.
-#include <gtest/gtest.h>
 #include <windows.h>
 
 #include <array>
-#include <filesystem>
-#include <string>
 
-#include "mpg/mpg.h"
-#include "support/host.h"
-#include "support/media.h"
-#include "support/probe.h"
+#include "support/kit.h"
 
 namespace {
 

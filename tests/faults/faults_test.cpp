@@ -1,26 +1,17 @@
 // Every operation while something fails: the n-th call to the system, the library's n-th
 // allocation, or all from there on; its inputs; its output. No operation claims what isn't so.
 // FFmpeg's own allocations don't fail: short of memory it crashes now and then.
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <cstdlib>
-#include <filesystem>
 #include <new>
-#include <optional>
 #include <span>
-#include <string>
 #include <string_view>
-#include <vector>
 
 #include "faults/operations.h"
-#include "mpg/mpg.h"
 #include "platform/faults.h"
-#include "support/host.h"
-#include "support/media.h"
-#include "support/probe.h"
+#include "support/kit.h"
 #include "support/system.h"
 
 namespace {

@@ -1,16 +1,7 @@
-#include <gtest/gtest.h>
-
-#include <cstdint>
 #include <cstdlib>
-#include <filesystem>
 #include <memory>
-#include <string>
-#include <vector>
 
-#include "mpg/mpg.h"
-#include "support/host.h"
-#include "support/media.h"
-#include "support/pictures.h"
+#include "support/kit.h"
 
 namespace {
 

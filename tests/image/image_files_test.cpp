@@ -1,20 +1,14 @@
 #include "image/image_files.h"
 
-#include <gtest/gtest.h>
-
-#include <cstdint>
 #include <cstdlib>
-#include <filesystem>
 #include <limits>
 #include <memory>
-#include <string>
 #include <utility>
 
 #include "core/error.h"
 #include "image/memory_bitmap.h"
 #include "image/test_pictures.h"
-#include "support/host.h"
-#include "support/media.h"
+#include "support/kit.h"
 
 namespace mpg {
 namespace {

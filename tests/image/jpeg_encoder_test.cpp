@@ -1,18 +1,11 @@
 #include "image/jpeg_encoder.h"
 
-#include <gtest/gtest.h>
-
-#include <cstdint>
 #include <random>
-#include <string>
 #include <utility>
-#include <vector>
 
 #include "image/jpeg_transform.h"
 #include "image/test_pictures.h"
-#include "support/host.h"
-#include "support/media.h"
-#include "support/pictures.h"
+#include "support/kit.h"
 
 namespace mpg {
 namespace {

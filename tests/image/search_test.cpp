@@ -2,14 +2,9 @@
 #include "image/poster_search.h"
 #include "image/sample_search.h"
 
-#include <gtest/gtest.h>
-
-#include <string>
-
 #include "image/test_pictures.h"
 #include "support/encoders.h"
-#include "support/media.h"
-#include "support/pictures.h"
+#include "support/kit.h"
 
 namespace mpg {
 namespace {

@@ -1,13 +1,8 @@
 #include "platform/platform.h"
 
-#include <gtest/gtest.h>
-
-#include <filesystem>
 #include <fstream>
-#include <string>
 
-#include "support/host.h"
-#include "support/media.h"
+#include "support/kit.h"
 #include "support/system.h"
 
 namespace mpg::platform {

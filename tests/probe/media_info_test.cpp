@@ -1,11 +1,6 @@
-#include <gtest/gtest.h>
-
 #include <sstream>
-#include <string>
 
-#include "mpg/mpg.h"
-#include "support/host.h"
-#include "support/media.h"
+#include "support/kit.h"
 
 namespace {
 

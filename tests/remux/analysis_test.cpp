@@ -1,15 +1,11 @@
 // Inputs that are read no further than they must be, and yield the same.
-#include <gtest/gtest.h>
-
 #include <sstream>
-#include <string>
 #include <string_view>
 #include <utility>
 
 #include "remux/segment_join.h"
 #include "remux/segments.h"
-#include "support/host.h"
-#include "support/media.h"
+#include "support/kit.h"
 
 namespace {
 

@@ -1,19 +1,9 @@
 // Frames of one file with the audio of another, copied or re-encoded.
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <cerrno>
-#include <filesystem>
-#include <string>
-#include <vector>
 
-#include "mpg/mpg.h"
 #include "remux/segments.h"
-#include "support/audio.h"
-#include "support/host.h"
-#include "support/media.h"
-#include "support/pictures.h"
-#include "support/probe.h"
+#include "support/kit.h"
 
 namespace {
 

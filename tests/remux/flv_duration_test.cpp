@@ -1,16 +1,8 @@
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <cstring>
-#include <filesystem>
-#include <string>
-#include <vector>
 
-#include "mpg/mpg.h"
 #include "remux/segments.h"
-#include "support/host.h"
-#include "support/media.h"
-#include "support/probe.h"
+#include "support/kit.h"
 #include "support/system.h"
 
 namespace {

@@ -1,13 +1,7 @@
 #include "remux/flv_tags.h"
 
-#include <gtest/gtest.h>
-
-#include <optional>
-#include <string>
-
 #include "platform/file.h"
-#include "support/host.h"
-#include "support/media.h"
+#include "support/kit.h"
 
 namespace mpg {
 namespace {

@@ -1,16 +1,8 @@
-#include <gtest/gtest.h>
-
 #include <algorithm>
-#include <filesystem>
 #include <iterator>
-#include <string>
-#include <vector>
 
-#include "mpg/mpg.h"
 #include "remux/segments.h"
-#include "support/host.h"
-#include "support/media.h"
-#include "support/probe.h"
+#include "support/kit.h"
 
 namespace {
 

@@ -1,18 +1,9 @@
 // What re-encoded audio sounds like: tones keep frequency, level and channel, clicks their time,
 // the whole its length.
-#include <gtest/gtest.h>
-
 #include <cmath>
-#include <functional>
 #include <numbers>
-#include <string>
-#include <vector>
 
-#include "mpg/mpg.h"
-#include "support/audio.h"
-#include "support/host.h"
-#include "support/media.h"
-#include "support/probe.h"
+#include "support/kit.h"
 
 namespace {
 

@@ -1,18 +1,9 @@
 // Trimming, cropping and shifting: three workers on one set-up.
-#include <gtest/gtest.h>
-
 #include <algorithm>
-#include <filesystem>
 #include <iterator>
 #include <sstream>
-#include <string>
-#include <vector>
 
-#include "mpg/mpg.h"
-#include "support/host.h"
-#include "support/media.h"
-#include "support/pictures.h"
-#include "support/probe.h"
+#include "support/kit.h"
 #include "transcode/operations.h"
 
 namespace {

@@ -1,19 +1,10 @@
 // What holds of every operation that decodes, edits or rewrites one file: the inputs that it takes,
 // the streams that it chooses, and how a host stops it.
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <filesystem>
-#include <string>
-#include <vector>
 
-#include "mpg/mpg.h"
-#include "support/audio.h"
-#include "support/host.h"
-#include "support/media.h"
-#include "support/probe.h"
+#include "support/kit.h"
 #include "transcode/operations.h"
 
 namespace {

@@ -1,15 +1,6 @@
-#include <gtest/gtest.h>
-
 #include <cerrno>
-#include <filesystem>
-#include <string>
-#include <vector>
 
-#include "mpg/mpg.h"
-#include "support/audio.h"
-#include "support/host.h"
-#include "support/media.h"
-#include "support/probe.h"
+#include "support/kit.h"
 #include "transcode/operations.h"
 
 namespace {

@@ -1,18 +1,10 @@
 // Re-encoded video is what was asked for, and else what the source was.
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <array>
-#include <cstdint>
 #include <cstdlib>
-#include <string>
 
-#include "mpg/mpg.h"
 #include "support/encoders.h"
-#include "support/host.h"
-#include "support/media.h"
-#include "support/pictures.h"
-#include "support/probe.h"
+#include "support/kit.h"
 #include "transcode/operations.h"
 
 namespace {

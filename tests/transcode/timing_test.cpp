@@ -1,17 +1,7 @@
 // Time stamps of real files through the operations: what was seen and heard together stays so.
-#include <gtest/gtest.h>
-
 #include <algorithm>
-#include <filesystem>
-#include <string>
-#include <vector>
 
-#include "mpg/mpg.h"
-#include "support/audio.h"
-#include "support/host.h"
-#include "support/media.h"
-#include "support/pictures.h"
-#include "support/probe.h"
+#include "support/kit.h"
 #include "transcode/operations.h"
 
 namespace {

@@ -1,17 +1,8 @@
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <cerrno>
-#include <filesystem>
-#include <string>
-#include <vector>
 
-#include "mpg/mpg.h"
 #include "support/encoders.h"
-#include "support/host.h"
-#include "support/media.h"
-#include "support/pictures.h"
-#include "support/probe.h"
+#include "support/kit.h"
 #include "transcode/operations.h"
 
 namespace {
