@@ -98,11 +98,16 @@ Contestant Command(std::string label, const std::string& command, double aim) {
 
 // A virtual machine may have lent the memory of files that were removed elsewhere, and gets it back
 // a page at a time from whoever writes next: a second for a gigabyte, by chance one contestant's.
+// The pages of a file that is removed before it is on the disk are at hand.
 void TakeMemoryBack() {
-  constexpr std::size_t kBytes = std::size_t{1500} << 20;
-  constexpr std::size_t kPage = 4096;
-  const auto memory = std::make_unique_for_overwrite<volatile char[]>(kBytes);
-  for (std::size_t at = 0; at < kBytes; at += kPage) memory[at] = 1;
+  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::tmpfile(), &std::fclose);
+  const std::string megabyte(std::size_t{1} << 20, 'm');
+  for (int i = 0; i < 1000; ++i) {
+    if (file == nullptr || std::fwrite(megabyte.data(), megabyte.size(), 1, file.get()) != 1) {
+      std::fprintf(stderr, "no room for a temporary file\n");
+      std::exit(1);
+    }
+  }
 }
 
 void Run(const Contest& contest) {
