@@ -2,19 +2,20 @@
 #include <set>
 
 #include "support/kit.h"
+#include "support/places.h"
 #include "support/system.h"
 
 namespace {
 
 TEST(Exports, AreWhatTheHeaderDeclares) {
-  const std::string header = test::ReadBytes(MPG_HEADER);
+  const std::string header = test::ReadBytes(test::kHeaderFile);
   std::set<std::string> declared;
   for (std::size_t at = 0; (at = header.find("\nMPG_API ", at)) != std::string::npos;) {
     at = header.find('(', at);
     const std::size_t name = header.find_last_of(" *", at) + 1;
     declared.insert(header.substr(name, at - name));
   }
-  EXPECT_EQ(test::ExportedNames(MPG_LIBRARY), declared);
+  EXPECT_EQ(test::ExportedNames(test::kLibraryFile), declared);
   EXPECT_EQ(declared.size(), 22u);
 }
 

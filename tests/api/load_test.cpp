@@ -1,4 +1,5 @@
 #include "support/kit.h"
+#include "support/places.h"
 #include "support/system.h"
 
 namespace {
@@ -8,8 +9,8 @@ TEST(LoadedLibrary, WorksEachTimeItIsLoadedAnewAndLeavesNothing) {
   const std::string audio = test::AacAudio();
   const test::ScratchFolder folder;
   for (int round = 0; round < 5; ++round) {
-    ASSERT_FALSE(test::LoadedLibrary::IsInProcess(MPG_LIBRARY)) << round;
-    const test::LoadedLibrary library(MPG_LIBRARY);
+    ASSERT_FALSE(test::LoadedLibrary::IsInProcess(test::kLibraryFile)) << round;
+    const test::LoadedLibrary library(test::kLibraryFile);
     const std::string joined = folder / (std::to_string(round) + ".mp4");
     ASSERT_EQ(library.Find<decltype(MPG_MergeAV)>("MPG_MergeAV")(video.c_str(), audio.c_str(),
                                                                  joined.c_str(), nullptr, 0),
@@ -21,7 +22,7 @@ TEST(LoadedLibrary, WorksEachTimeItIsLoadedAnewAndLeavesNothing) {
               1);
     EXPECT_GT(std::filesystem::file_size(picture), 1000u);
   }
-  EXPECT_FALSE(test::LoadedLibrary::IsInProcess(MPG_LIBRARY));
+  EXPECT_FALSE(test::LoadedLibrary::IsInProcess(test::kLibraryFile));
 }
 
 }  // namespace

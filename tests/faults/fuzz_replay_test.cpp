@@ -11,6 +11,7 @@
 #include "fuzz/targets.h"
 #include "media/ffmpeg.h"
 #include "support/media.h"
+#include "support/places.h"
 
 namespace {
 
@@ -78,7 +79,7 @@ TEST(Fuzz, SeedsAndFindsHold) {
       Give(c.target, seed);
       for (int i = 0; i < c.mutations; ++i) Give(c.target, Mutated(seed));
     }
-    const fs::path finds = fs::path(MPG_FUZZ_FINDS) / c.name;
+    const fs::path finds = fs::path(test::kFuzzFindsFolder) / c.name;
     if (!fs::exists(finds)) continue;
     for (const auto& find : fs::directory_iterator(finds)) {
       Give(c.target, test::ReadBytes(find.path().string()));

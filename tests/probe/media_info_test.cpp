@@ -41,7 +41,8 @@ TEST(MediaInfo, TellsWhatAFileHoldsAndZeroOfTheRest) {
       // Seconds are cut off; an MP4 header tells no bit rate.
       {test::MakeMedia("both.mp4",
                        "-f lavfi -i testsrc2=size=642x362:rate=30000/1001:duration=3.9 -f lavfi -i "
-                       "sine=sample_rate=44100:duration=2.95 -ac 2 -c:v libx264 -bf 2 -c:a aac"),
+                       "sine=sample_rate=44100:duration=2.95 -ac 2 -c:v libx264 -preset veryfast "
+                       "-bf 2 -c:a aac"),
        2, "3 s 0 bit/s, 1 video 642x362 29.97/s 3 s H264, 1 audio 2x44100 2 s AAC FLTP"},
       {silent, 0, "2 s 0 bit/s, 1 video 320x240 25/s 2 s H264, 0 audio 0x0 0 s  "},
       {test::MakeMedia("pcm.wav", "-f lavfi -i sine=duration=2 -c:a pcm_s16le"), 2,

@@ -24,7 +24,8 @@ struct Set {
 Paths MakeSet(const ScratchFolder& folder, const Set& set) {
   const std::string film = test::MakeMedia(
       "eight-seconds.mkv",
-      "-f lavfi -i testsrc2=s=160x120:r=25 -f lavfi -i sine=r=48000 -ac 2 -t 8 -g 50 " +
+      "-f lavfi -i testsrc2=s=160x120:r=25 -f lavfi -i sine=r=48000 -ac 2 -t 8 -g 50 -preset "
+      "veryfast " +
           std::string(set.video) + " " + set.audio);
   return test::Cut(folder, film, std::string("-f segment -segment_time 2 ") + set.cut);
 }
@@ -183,7 +184,8 @@ TEST(SegmentMuxerName, FollowsTheExtension) {
 
 TEST(Analysis, TellsTheSameWithoutDecoding) {
   const std::string film =
-      "-f lavfi -i testsrc2=s=320x240:r=25 -f lavfi -i sine=r=48000 -t 4 -c:a aac -c:v ";
+      "-f lavfi -i testsrc2=s=320x240:r=25 -f lavfi -i sine=r=48000 -t 4 -c:a aac -preset veryfast "
+      "-c:v ";
   const struct {
     const char* name;
     const char* options;

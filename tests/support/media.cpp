@@ -5,6 +5,7 @@
 #include <iterator>
 #include <stdexcept>
 
+#include "support/places.h"
 #include "support/process.h"
 #include "support/system.h"
 
@@ -32,7 +33,7 @@ std::string Pictures(double seconds) {
 }  // namespace
 
 std::filesystem::path MediaFolder() {
-  return MPG_TEST_MEDIA;
+  return kMediaFolder;
 }
 
 std::string MakeMedia(const std::string& name, const std::string& arguments) {

@@ -1,19 +1,117 @@
 #include <dlfcn.h>
 #include <gtest/gtest.h>
+#include <spawn.h>
+#include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <wordexp.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdio>
 #include <filesystem>
+#include <memory>
+#include <optional>
 #include <sstream>
 #include <stdexcept>
+#include <utility>
+#include <vector>
 
 #include "support/process.h"
 #include "support/system.h"
 
 namespace test {
+namespace {
+
+std::string ReadAll(std::FILE* file) {
+  std::string content;
+  std::array<char, 4096> piece;
+  while (const std::size_t size = std::fread(piece.data(), 1, piece.size(), file)) {
+    content.append(piece.data(), size);
+  }
+  return content;
+}
+
+int ExitStatus(int status) {
+  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+// The words of a shell command, each ended by a zero; nothing when only a shell can tell them.
+std::optional<std::string> Words(const std::string& command) {
+  wordexp_t words;
+  if (wordexp(command.c_str(), &words, WRDE_NOCMD) != 0) return std::nullopt;
+  std::string joined;
+  for (std::size_t i = 0; i < words.we_wordc; ++i) joined += words.we_wordv[i] + std::string(1, 0);
+  wordfree(&words);
+  return joined;
+}
+
+// A program with fork_server.cpp in it, which ends with this process.
+class ForkServer {
+ public:
+  explicit ForkServer(std::string program) : program_(std::move(program)) {}
+  ~ForkServer() {
+    if (socket_ == -1) return;
+    close(socket_);
+    waitpid(process_, nullptr, 0);
+  }
+  ForkServer(const ForkServer&) = delete;
+  ForkServer& operator=(const ForkServer&) = delete;
+
+  bool IsStarted() const { return socket_ != -1; }
+
+  // Nothing when the command has to be run in another way.
+  std::optional<ProcessResult> Run(const std::string& command) {
+    if (!command.starts_with(program_ + " ")) return std::nullopt;
+    const std::optional<std::string> words = Words(command);
+    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> output(std::tmpfile(), &std::fclose);
+    if (!words || output == nullptr) return std::nullopt;
+    if (!IsStarted()) Start();
+
+    const std::string message = "/proc/" + std::to_string(getpid()) + "/fd/" +
+                                std::to_string(fileno(output.get())) + '\0' + *words;
+    int status = 0;
+    if (send(socket_, message.data(), message.size(), MSG_NOSIGNAL) == -1 ||
+        recv(socket_, &status, sizeof(status), 0) != sizeof(status)) {
+      return std::nullopt;
+    }
+    return ProcessResult{ExitStatus(status), ReadAll(output.get())};
+  }
+
+ private:
+  void Start() {
+    const std::string preload =
+        "LD_PRELOAD=" +
+        (std::filesystem::read_symlink("/proc/self/exe").parent_path() / "fork_server.so").string();
+    std::vector<char*> environment{const_cast<char*>(preload.c_str())};
+    for (char** variable = environ; *variable != nullptr; ++variable)
+      environment.push_back(*variable);
+    environment.push_back(nullptr);
+    char* const words[] = {program_.data(), nullptr};
+
+    std::array<int, 2> ends{-1, -1};
+    socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends.data());
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_adddup2(&actions, ends[1], STDIN_FILENO);
+    posix_spawnp(&process_, words[0], &actions, nullptr, words, environment.data());
+    posix_spawn_file_actions_destroy(&actions);
+    close(ends[1]);
+    socket_ = ends[0];
+  }
+
+  std::string program_;
+  int socket_ = -1;
+  pid_t process_ = 0;
+};
+
+std::array<ForkServer, 2>& Servers() {
+  static std::array<ForkServer, 2> servers{ForkServer("ffmpeg"), ForkServer("ffprobe")};
+  return servers;
+}
+
+}  // namespace
 
 int ProcessId() {
   return getpid();
@@ -26,7 +124,8 @@ std::string NullDevice() {
 int OpenFiles() {
   const std::filesystem::path folder = "/proc/self/fd";
   if (!std::filesystem::exists(folder)) return 0;
-  return static_cast<int>(std::distance(std::filesystem::directory_iterator(folder), {}));
+  return static_cast<int>(std::distance(std::filesystem::directory_iterator(folder), {}) -
+                          std::ranges::count_if(Servers(), &ForkServer::IsStarted));
 }
 
 int DirectoryError() {
@@ -64,15 +163,13 @@ std::set<std::string> ExportedNames(const std::string& path) {
 }
 
 ProcessResult RunProgram(const std::string& command) {
-  std::FILE* const pipe = popen((command + " 2>&1 </dev/null").c_str(), "r");
-  if (pipe == nullptr) return {-1, "popen failed"};
-  std::string output;
-  std::array<char, 4096> piece;
-  while (const std::size_t size = std::fread(piece.data(), 1, piece.size(), pipe)) {
-    output.append(piece.data(), size);
+  for (ForkServer& server : Servers()) {
+    if (std::optional<ProcessResult> result = server.Run(command)) return *std::move(result);
   }
-  const int status = pclose(pipe);
-  return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, output};
+  std::FILE* const pipe = popen((command + " 2>&1 </dev/null").c_str(), "re");
+  if (pipe == nullptr) return {-1, "popen failed"};
+  const std::string output = ReadAll(pipe);
+  return {ExitStatus(pclose(pipe)), output};
 }
 
 std::string Quoted(const std::string& word) {
