@@ -218,7 +218,7 @@ std::optional<Outcome> Run(Trial& trial, int first, const Fault& fault) {
 // At which of so many calls to let one fail: some from all over and the last ones, where files are
 // finished. All with MPG_SWEEP=whole in the environment.
 std::vector<int> Places(int calls) {
-  constexpr int kSpread = 6;
+  constexpr int kSpread = 4;
   constexpr int kLast = 4;
   const char* const sweep = std::getenv("MPG_SWEEP");
   const bool isWhole = sweep != nullptr && std::string_view(sweep) == "whole";
