@@ -1,7 +1,7 @@
 // Preloaded into a program, turns it into a server: linked once and forked for each command, since
 // FFmpeg's programs, with two hundred libraries, take longer to link than most commands to run.
-// Standard input is a socket of whole messages: a command's words, the first the name of the file
-// that takes its output, each ended by a zero; its answer is the exit status as waitpid gives it.
+// Standard input is a socket of whole messages: the folder to work in, the file that takes the
+// output, the command's words, each ended by a zero. The answer is the status as waitpid gives it.
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <sys/socket.h>
@@ -23,13 +23,13 @@ int RunCommand(std::vector<char>& command, char** environment) {
     words.push_back(&*word);
   }
   dup2(open("/dev/null", O_RDONLY | O_CLOEXEC), STDIN_FILENO);
-  const int output = open(words.front(), O_WRONLY | O_CLOEXEC);
-  if (output == -1) return 127;
+  const int output = open(words[1], O_WRONLY | O_CLOEXEC);
+  if (output == -1 || chdir(words[0]) != 0) return 127;
   dup2(output, STDOUT_FILENO);
   dup2(output, STDERR_FILENO);
-  const int count = static_cast<int>(words.size()) - 1;
+  const int count = static_cast<int>(words.size()) - 2;
   words.push_back(nullptr);
-  return main_of_the_program(count, words.data() + 1, environment);
+  return main_of_the_program(count, words.data() + 2, environment);
 }
 
 int Serve(int, char**, char** environment) {

@@ -69,7 +69,8 @@ class ForkServer {
     if (!words || output == nullptr) return std::nullopt;
     if (!IsStarted()) Start();
 
-    const std::string message = "/proc/" + std::to_string(getpid()) + "/fd/" +
+    const std::string message = std::filesystem::current_path().string() + '\0' + "/proc/" +
+                                std::to_string(getpid()) + "/fd/" +
                                 std::to_string(fileno(output.get())) + '\0' + *words;
     int status = 0;
     if (send(socket_, message.data(), message.size(), MSG_NOSIGNAL) == -1 ||
@@ -81,21 +82,16 @@ class ForkServer {
 
  private:
   void Start() {
-    const std::string preload =
-        "LD_PRELOAD=" +
-        (std::filesystem::read_symlink("/proc/self/exe").parent_path() / "fork_server.so").string();
-    std::vector<char*> environment{const_cast<char*>(preload.c_str())};
-    for (char** variable = environ; *variable != nullptr; ++variable)
-      environment.push_back(*variable);
-    environment.push_back(nullptr);
+    const auto folder = std::filesystem::read_symlink("/proc/self/exe").parent_path();
     char* const words[] = {program_.data(), nullptr};
-
     std::array<int, 2> ends{-1, -1};
     socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends.data());
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
     posix_spawn_file_actions_adddup2(&actions, ends[1], STDIN_FILENO);
-    posix_spawnp(&process_, words[0], &actions, nullptr, words, environment.data());
+    setenv("LD_PRELOAD", (folder / "fork_server.so").c_str(), 1);
+    posix_spawnp(&process_, words[0], &actions, nullptr, words, environ);
+    unsetenv("LD_PRELOAD");
     posix_spawn_file_actions_destroy(&actions);
     close(ends[1]);
     socket_ = ends[0];
