@@ -72,6 +72,15 @@ std::span<const AVChannelLayout> ChannelLayouts(const AVCodec& codec) {
 
 #endif
 
+AVSampleFormat FirstSampleFormat(const AVCodec& decoder, const AVCodecParameters& parameters) {
+  constexpr bool kDecodersList = LIBAVCODEC_VERSION_MAJOR < 62;
+  const std::span<const AVSampleFormat> formats = SampleFormats(decoder);
+  if (!formats.empty()) return formats.front();
+  const bool isAudio = parameters.codec_type == AVMEDIA_TYPE_AUDIO;
+  return isAudio && !kDecodersList ? static_cast<AVSampleFormat>(parameters.format)
+                                   : AV_SAMPLE_FMT_NONE;
+}
+
 AVRational RealFrameRate(const AVStream& stream) {
   const AVRational rate = stream.r_frame_rate;
   // Broken files bring any number.

@@ -14,6 +14,10 @@ std::span<const AVPixelFormat> PixelFormats(const AVCodec& codec);
 std::span<const int> SampleRates(const AVCodec& codec);
 std::span<const AVChannelLayout> ChannelLayouts(const AVCodec& codec);
 
+/// The first format that the decoder of an audio stream lists. Behind FFmpeg 7 some list none; the
+/// stream's own, which reading it brings, stands in there. AV_SAMPLE_FMT_NONE where unknown.
+AVSampleFormat FirstSampleFormat(const AVCodec& decoder, const AVCodecParameters& parameters);
+
 /// Frames a second, as r_frame_rate tells them, of which newer versions count fields where a
 /// stream has no time stamps, such as raw H.264. 0/0 where unknown.
 AVRational RealFrameRate(const AVStream& stream);

@@ -17,16 +17,20 @@ const AVOutputFormat& Guess(const char* shortName, const char* path) {
   return *muxer;
 }
 
-// Apple's players refuse the tag that FFmpeg chooses. The other one promises that the parameter
-// sets stand in the header.
-void ChooseTag(const AVOutputFormat& muxer, const AVStream& stream) {
-  constexpr std::string_view kMuxers[] = {"mp4", "mov"};
-  AVCodecParameters& parameters = *stream.codecpar;
-  const bool hasSets = parameters.codec_id == AV_CODEC_ID_HEVC && parameters.extradata_size > 0;
-  if (!hasSets || parameters.codec_tag != 0) return;
-  if (std::ranges::count(kMuxers, muxer.name) > 0) {
-    parameters.codec_tag = MKTAG('h', 'v', 'c', '1');
-  }
+// What the muxer would choose wrongly; 0 leaves the choice to it.
+std::uint32_t TagFor(const AVOutputFormat& muxer, const AVCodecParameters& parameters) {
+  const std::string_view name = muxer.name;
+  const bool hasHeader = parameters.extradata_size > 0;
+  // Apple's players refuse the other tag. This one promises that the parameter sets stand in the
+  // header.
+  if (parameters.codec_id == AV_CODEC_ID_HEVC && hasHeader && (name == "mp4" || name == "mov"))
+    return MKTAG('h', 'v', 'c', '1');
+  // Newer muxers take ADTS under this tag alone, older ones don't know it.
+  constexpr std::uint32_t kAdts = 0x1610;
+  const bool isAdts = parameters.codec_id == AV_CODEC_ID_AAC && !hasHeader;
+  if (isAdts && name == "avi" && av_codec_get_id(muxer.codec_tag, kAdts) == AV_CODEC_ID_AAC)
+    return kAdts;
+  return 0;
 }
 
 // The filter that puts start codes before the stream's units in place of their lengths; null where
@@ -111,8 +115,10 @@ void Output::PrepareRepackaging() {
 }
 
 void Output::WriteHeader() {
-  for (unsigned i = 0; i < format_->nb_streams; ++i)
-    ChooseTag(*format_->oformat, *format_->streams[i]);
+  for (unsigned i = 0; i < format_->nb_streams; ++i) {
+    AVCodecParameters& parameters = *format_->streams[i]->codecpar;
+    if (parameters.codec_tag == 0) parameters.codec_tag = TagFor(*format_->oformat, parameters);
+  }
   PrepareRepackaging();
   if (std::string_view(format_->oformat->name) == "avi") aviTicks_.emplace(*format_);
   Check(avformat_write_header(format_.get(), nullptr));

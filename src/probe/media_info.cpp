@@ -44,10 +44,10 @@ void FillName(const char* name, std::span<char> field) {
   }
 }
 
-void FillSampleFormat(AVCodecID codecId, std::span<char> field) {
-  const AVCodec* const decoder = avcodec_find_decoder(codecId);
-  if (decoder == nullptr || SampleFormats(*decoder).empty()) return;
-  FillName(av_get_sample_fmt_name(SampleFormats(*decoder).front()), field);
+void FillSampleFormat(const AVCodecParameters& parameters, std::span<char> field) {
+  const AVCodec* const decoder = avcodec_find_decoder(parameters.codec_id);
+  if (decoder == nullptr) return;
+  FillName(av_get_sample_fmt_name(FirstSampleFormat(*decoder, parameters)), field);
 }
 
 bool FillVideo(const Input& input, MediaInfo& info) {
@@ -65,7 +65,7 @@ bool FillVideo(const Input& input, MediaInfo& info) {
   info.frameRate = static_cast<double>(rate.num) / rate.den;
   FillStreamDuration(*stream, info.videoDuration);
   FillName(avcodec_get_name(parameters.codec_id), info.videoCodec);
-  FillSampleFormat(parameters.codec_id, info.videoSampleFormat);
+  FillSampleFormat(parameters, info.videoSampleFormat);
   return true;
 }
 
@@ -80,7 +80,7 @@ bool FillAudio(const Input& input, MediaInfo& info) {
   info.sampleRate = parameters.sample_rate;
   info.audioBitRate = parameters.bit_rate;
   FillStreamDuration(stream, info.audioDuration);
-  FillSampleFormat(parameters.codec_id, info.sampleFormat);
+  FillSampleFormat(parameters, info.sampleFormat);
   FillName(avcodec_get_name(parameters.codec_id), info.audioCodec);
   return true;
 }
