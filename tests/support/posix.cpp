@@ -77,6 +77,8 @@ class ForkServer {
         recv(socket_, &status, sizeof(status), 0) != sizeof(status)) {
       return std::nullopt;
     }
+    // As a shell has it: not run at all.
+    if (ExitStatus(status) == 127) return std::nullopt;
     return ProcessResult{ExitStatus(status), ReadAll(output.get())};
   }
 
