@@ -14,7 +14,7 @@
 namespace {
 
 using Main = int (*)(int, char**, char**);
-Main main_of_the_program;
+Main programsMain;
 
 int RunCommand(std::vector<char>& command, char** environment) {
   std::vector<char*> words;
@@ -29,7 +29,7 @@ int RunCommand(std::vector<char>& command, char** environment) {
   dup2(output, STDERR_FILENO);
   const int count = static_cast<int>(words.size()) - 2;
   words.push_back(nullptr);
-  return main_of_the_program(count, words.data() + 2, environment);
+  return programsMain(count, words.data() + 2, environment);
 }
 
 int Serve(int, char**, char** environment) {
@@ -53,7 +53,7 @@ extern "C" [[gnu::visibility("default")]] int __libc_start_main(Main program, in
                                                                 char** words, void (*init)(),
                                                                 void (*fini)(), void (*unload)(),
                                                                 void* stackEnd) {
-  main_of_the_program = program;
+  programsMain = program;
   const auto start =
       reinterpret_cast<decltype(&__libc_start_main)>(dlsym(RTLD_NEXT, "__libc_start_main"));
   return start(&Serve, count, words, init, fini, unload, stackEnd);
